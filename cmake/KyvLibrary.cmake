@@ -47,6 +47,7 @@ function(kyv_library target)
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
         EXPORT_NAME ${short_name}
+        INSTALL_RPATH "$ORIGIN"
         LINKER_LANGUAGE CXX)
     set(version_script ${PROJECT_SOURCE_DIR}/cmake/kyv.map)
     target_link_options(${target} PRIVATE LINKER:--version-script=${version_script})

@@ -38,15 +38,20 @@ public:
     Error(ErrorCode code);
     /// Makes an error with \a code and \a message.
     Error(ErrorCode code, const QString &message);
+    /// Copies and moves take code, message, places and warnings.
+    ///@{
     Error(const Error &other);
     Error(Error &&other) noexcept;
     Error &operator=(const Error &other);
     Error &operator=(Error &&other) noexcept;
     ~Error() override;
+    ///@}
 
     /// True if this denotes a failure.
     bool hasError() const noexcept { return m_code != ErrorCode::NoError; }
+    /// What kind of failure this is.
     ErrorCode code() const noexcept { return m_code; }
+    /// The message for people; empty if the error was made from a code alone.
     const QString &message() const noexcept { return m_message; }
 
     /// The places recorded by ecatch(): first where the error was raised, then each level that
@@ -57,9 +62,12 @@ public:
     /// source unit \a file and a \a line. Returns this error.
     Error &ecatch(const char *function, const char *file, int line);
 
+    /// The warning operations of Warnings, returning this error for chaining.
+    ///@{
     Error &addWarning(const QString &warning);
     Error &addWarnings(const QList<QString> &warnings);
     Error &clearWarnings();
+    ///@}
 
 private:
     ErrorCode m_code = ErrorCode::NoError;

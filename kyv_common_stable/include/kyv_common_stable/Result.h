@@ -2,6 +2,7 @@
 
 #include <kyv_common_stable/Error.h>
 #include <kyv_common_stable/Warnings.h>
+#include <kyv_common_stable/kyv_common_stable_export.h>
 
 #include <QtGlobal>
 
@@ -24,17 +25,18 @@ namespace kyv {
 ///
 /// A plain value without locks: one thread at a time.
 template <typename T>
-class Result : public Warnings
+class KYV_COMMON_STABLE_EXPORT Result : public Warnings
 {
 public:
     /// Makes a successful result with no warnings.
+    ///@{
     Result(const T &value)
         : m_storage(std::in_place_index<0>, value)
     {}
-    /// \copydoc Result(const T &)
     Result(T &&value)
         : m_storage(std::in_place_index<0>, std::move(value))
     {}
+    ///@}
     /// Makes a failed result that holds a copy of \a error and starts with its warnings.
     Result(const Error &error)
         : Warnings(error)
@@ -45,11 +47,14 @@ public:
         : m_storage(std::in_place_index<1>, code)
     {}
 
+    /// Copies and moves take the value or the error, and the warnings.
+    ///@{
     Result(const Result &) = default;
     Result(Result &&) = default;
     Result &operator=(const Result &) = default;
     Result &operator=(Result &&) = default;
     ~Result() override = default;
+    ///@}
 
     /// True if this holds a value, false if it holds an error.
     bool hasValue() const noexcept { return m_storage.index() == 0; }
@@ -57,23 +62,23 @@ public:
     /// The value; only when hasValue(). Asking a failed result for its value is a programming
     /// error: an assertion in debug builds, undefined otherwise. From an expiring result the
     /// value is moved out, and lists and byte arrays travel without a copy of their data.
-    const T &value() const &noexcept
+    ///@{
+    const T &value() const &
     {
         Q_ASSERT_X(hasValue(), "kyv::Result::value", "the result holds an error");
         return *std::get_if<0>(&m_storage);
     }
-    /// \copydoc value() const &
-    T &value() &noexcept
+    T &value() &
     {
         Q_ASSERT_X(hasValue(), "kyv::Result::value", "the result holds an error");
         return *std::get_if<0>(&m_storage);
     }
-    /// \copydoc value() const &
-    T &&value() &&noexcept
+    T &&value() &&
     {
         Q_ASSERT_X(hasValue(), "kyv::Result::value", "the result holds an error");
         return std::move(*std::get_if<0>(&m_storage));
     }
+    ///@}
 
     /// The error; only when not hasValue(), on the same terms as value().
     const Error &error() const noexcept
@@ -83,6 +88,8 @@ public:
     }
 
 protected:
+    /// The hooks of Warnings, which make each change on the held error too.
+    ///@{
     void addWarningInternal(const QString &warning) override
     {
         Warnings::addWarningInternal(warning);
@@ -113,6 +120,7 @@ protected:
         if (Error *held = heldError())
             held->resetWarnings(warnings);
     }
+    ///@}
 
 private:
     Error *heldError() noexcept { return std::get_if<1>(&m_storage); }

@@ -19,8 +19,11 @@ class KYV_COMMON_STABLE_EXPORT Warnings
 public:
     /// Makes an empty list.
     Warnings();
+    /// Copies and moves take the list.
+    ///@{
     Warnings(const Warnings &other);
     Warnings(Warnings &&other) noexcept;
+    ///@}
     virtual ~Warnings();
 
     /// The warnings, oldest first.
@@ -38,16 +41,22 @@ public:
     void resetWarnings(const QList<QString> &warnings) { resetWarningsInternal(warnings); }
 
 protected:
+    /// For derived classes, which keep what depends on the list in step.
+    ///@{
     Warnings &operator=(const Warnings &other);
     Warnings &operator=(Warnings &&other) noexcept;
+    ///@}
 
-    // The order of these declarations is the order of the slots in the virtual table, which is
-    // part of the binary interface.
+    /// The five hooks that every change of the list passes through. The order of these
+    /// declarations is the order of the slots in the virtual table, behind the destructor's: it
+    /// is part of the binary interface.
+    ///@{
     virtual void addWarningInternal(const QString &warning);
     virtual void addWarningsInternal(const QList<QString> &warnings);
     virtual void clearWarningsInternal();
     virtual void resetWarningInternal(const QString &warning);
     virtual void resetWarningsInternal(const QList<QString> &warnings);
+    ///@}
 
 private:
     QList<QString> m_warnings;

@@ -33,12 +33,15 @@ public:
     /// PointsCompressor::encode() and toJson().
     PointsCompressionParameters(PointsCompressionMethod method);
 
+    /// The stored method.
     PointsCompressionMethod method() const noexcept { return m_method; }
 
     /// Parameters compare as their methods' signed numbers do.
+    ///@{
     bool operator==(const PointsCompressionParameters &other) const noexcept;
     bool operator!=(const PointsCompressionParameters &other) const noexcept;
     bool operator<(const PointsCompressionParameters &other) const noexcept;
+    ///@}
 
 private:
     PointsCompressionMethod m_method = PointsCompressionMethod::InterleavedDoubleDouble;

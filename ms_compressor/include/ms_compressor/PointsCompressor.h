@@ -15,12 +15,16 @@ namespace kyv::compressor {
 /// The payload alone does not tell its method: store both.
 struct KYV_MS_COMPRESSOR_EXPORT CompressedPointsData
 {
+    /// An empty interleaved payload.
     CompressedPointsData();
+    /// Copies share the payload; moves take it.
+    ///@{
     CompressedPointsData(const CompressedPointsData &other);
     CompressedPointsData(CompressedPointsData &&other) noexcept;
     CompressedPointsData &operator=(const CompressedPointsData &other);
     CompressedPointsData &operator=(CompressedPointsData &&other) noexcept;
     ~CompressedPointsData();
+    ///@}
 
     /// The method that produced #data.
     PointsCompressionMethod method = PointsCompressionMethod::InterleavedDoubleDouble;
@@ -62,10 +66,13 @@ struct KYV_MS_COMPRESSOR_EXPORT CompressedPointsData
 class KYV_MS_COMPRESSOR_EXPORT PointsCompressor
 {
 public:
+    /// There is nothing to set up, copy or release.
+    ///@{
     PointsCompressor();
     PointsCompressor(const PointsCompressor &other);
     PointsCompressor &operator=(const PointsCompressor &other);
     ~PointsCompressor();
+    ///@}
 
     /// Encodes \a points (any number; the stored count of the bit codec wraps at 2^32) by the
     /// method that \a parameters select.
