@@ -61,8 +61,7 @@ TEST(WarningsTest, slotsFollowTheirDeclaredOrder)
     HookRecorder recorder;
     using Slot = void (*)(kyv::Warnings *, const void *);
     Slot *table = nullptr;
-    std::memcpy(static_cast<void *>(&table), static_cast<kyv::Warnings *>(&recorder),
-                sizeof(table));
+    std::memcpy(&table, static_cast<const void *>(&recorder), sizeof(table));
     const QString text;
     const QList<QString> texts;
     table[2](&recorder, &text);
