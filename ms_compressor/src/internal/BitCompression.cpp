@@ -1,0 +1,298 @@
+// The bit-compressed point payload, docs/formats/points-bit-compressed.md:
+//
+//   point count | y offset | order codes, 2 bits a point | x stream | padding | y stream
+//
+// The x stream begins with the bits that all x patterns share; then each point leaves the residual
+// of its order, inline (orders 0 and 1) or in a width group (orders 2 and 3). The y stream is a
+// sequence of zero runs and float blocks.
+//
+// The subtle thing: shift counts are taken modulo 64 and fields are added unmasked into zeroed
+// words. Both show only where all x are equal (64 trailing bits) or of unlike sign (64 residual
+// bits), and both are part of the stored format.
+
+#include "BitCompression.h"
+
+#include "BitLength.h"
+#include "BitReader.h"
+#include "BitWriter.h"
+#include "ErrorSite.h"
+#include "FloatBlocks.h"
+#include "Logging.h"
+#include "PatternPredictor.h"
+#include "WidthGroups.h"
+
+#include <QVarLengthArray>
+#include <QtEndian>
+
+#include <bit>
+#include <cstring>
+
+namespace kyv::compressor::internal {
+
+namespace {
+
+[[maybe_unused]] const QLoggingCategory &genericCategory =
+    loggingCategory("kyv.generic", QtDebugMsg, true);
+
+constexpr quint64 headerSize = 8;
+
+constexpr quint64 orderCodesSize(quint64 pointCount) noexcept
+{
+    return pointCount / 4 + (pointCount % 4 != 0 ? 1 : 0);
+}
+
+constexpr quint64 xStreamOffset(quint64 pointCount) noexcept
+{
+    return headerSize + orderCodesSize(pointCount);
+}
+
+quint64 xPattern(const QPointF &point) noexcept
+{
+    return std::bit_cast<quint64>(double(point.x()));
+}
+
+} // namespace
+
+// Encoding
+
+namespace {
+
+/// The bits that all x patterns have in common.
+struct CommonBits
+{
+    unsigned varying;  // L: bits below the common leading ones, 1 to 64
+    unsigned trailing; // T: 0 to 64
+    quint64 last;      // a pattern to take them from
+
+    /// H: the common leading bits in place.
+    quint64 leadingBits() const noexcept { return shiftLeft(shiftRight(last, varying), varying); }
+};
+
+CommonBits commonBits(const QPointF *points, qsizetype count) noexcept
+{
+    // A bit is common to all patterns if none differs from the last one in it.
+    const quint64 last = xPattern(points[count - 1]);
+    quint64 differences = 0;
+    for (qsizetype i = 0; i < count; ++i)
+        differences |= xPattern(points[i]) ^ last;
+    return {bitLength(differences), unsigned(std::countr_zero(differences)), last};
+}
+
+void writeCommonBits(BitWriter &writer, const CommonBits &common) noexcept
+{
+    const unsigned leading = 64 - common.varying;
+    writer.write(leading, 6);
+    if (leading > 0)
+        writer.write(shiftRight(common.leadingBits(), common.varying), leading);
+    writer.addUnmasked(common.trailing, 6); // Format: 64 for equal x, which needs seven bits
+    writer.write(common.last & lowMask(common.trailing), common.trailing);
+}
+
+/// Writes a residual of order 0 or 1.
+void writeInline(BitWriter &writer, quint64 residual) noexcept
+{
+    const unsigned width = bitLength(residual);
+    writer.addUnmasked(width, 6); // Format: 64 is possible for x of unlike signs
+    writer.write(residual, width);
+}
+
+/// Collects order codes of two bits, four a byte, the first in the highest bits.
+class OrderCodes
+{
+public:
+    explicit OrderCodes(qsizetype pointCount)
+        : m_bytes(qsizetype(orderCodesSize(quint64(pointCount))))
+    {
+        std::fill(m_bytes.begin(), m_bytes.end(), uchar(0));
+    }
+    void set(qsizetype point, PredictorOrder order) noexcept
+    {
+        m_bytes[point / 4] |= uchar(order << (6 - point % 4 * 2));
+    }
+    void copyTo(uchar *target) const noexcept
+    {
+        std::memcpy(target, m_bytes.constData(), size_t(m_bytes.size()));
+    }
+
+private:
+    QVarLengthArray<uchar, 1024> m_bytes;
+};
+
+void writeXStream(BitWriter &writer, OrderCodes &codes, const QPointF *points, qsizetype count)
+{
+    const CommonBits common = commonBits(points, count);
+    writeCommonBits(writer, common);
+
+    const quint64 base = shiftRight(common.leadingBits(), common.trailing);
+    PatternPredictor predictor;
+    quint64 pending[maxPendingResiduals];
+    int pendingCount = 0;
+    const auto flush = [&] {
+        writeWidthGroups(writer, pending, pendingCount);
+        pendingCount = 0;
+    };
+    for (qsizetype i = 0; i < count; ++i) {
+        const Residual residual = predictor.next(shiftRight(xPattern(points[i]), common.trailing));
+        codes.set(i, residual.order);
+        if (isGrouped(residual.order)) {
+            pending[pendingCount++] = residual.value;
+            if (pendingCount == maxPendingResiduals)
+                flush();
+        } else {
+            flush();
+            writeInline(writer, residual.order == 0 ? residual.value - base : residual.value);
+        }
+    }
+    flush();
+}
+
+/// Bytes that the payload of \a count points never exceeds, with room for the writer's last word.
+qsizetype reservedSize(qsizetype count) noexcept
+{
+    constexpr qsizetype headerBits = 6 + 63 + 6 + 64;
+    constexpr qsizetype pointBits = 2              // order code
+                                    + (4 + 6 + 63) // x alone in its group
+                                    + 39;          // y: half a block of two, which takes 77
+    constexpr qsizetype roundingBits = 3 * 8;      // order codes, x stream and y stream
+    constexpr qsizetype wordBits = 2 * 64;         // the open word, and one that is just entered
+    return qsizetype(headerSize) + (headerBits + roundingBits + wordBits) / 8
+           + count * pointBits / 8 + 1;
+}
+
+} // namespace
+
+// Decoding
+
+namespace {
+
+/// A payload whose header holds together.
+struct Payload
+{
+    const uchar *bytes;
+    quint64 size;
+    quint32 pointCount;
+    quint32 yOffset;
+
+    PredictorOrder order(quint64 point) const noexcept
+    {
+        return (bytes[headerSize + point / 4] >> (6 - point % 4 * 2)) & 3;
+    }
+};
+
+/// Reads the header; false if its numbers cannot be true of a payload of this size.
+bool readHeader(const QByteArray &data, Payload &payload) noexcept
+{
+    payload.bytes = reinterpret_cast<const uchar *>(data.constData());
+    payload.size = quint64(data.size());
+    if (payload.size < headerSize)
+        return false;
+    payload.pointCount = qFromLittleEndian<quint32>(payload.bytes);
+    payload.yOffset = qFromLittleEndian<quint32>(payload.bytes + 4);
+    return payload.pointCount > 0 && payload.yOffset >= xStreamOffset(payload.pointCount)
+           && payload.yOffset < payload.size;
+}
+
+/// The bits that all x patterns share, as the decoder reads them.
+struct SharedBits
+{
+    unsigned trailing; // T: 0 to 63
+    quint64 bits;      // prefix and trailing bits in place
+    bool mayRunOut;    // x reads past the payload's end give zero bits
+};
+
+SharedBits readSharedBits(BitReader &reader, quint32 pointCount) noexcept
+{
+    SharedBits shared;
+    const unsigned leading = unsigned(reader.read(6));
+    const quint64 prefix = shiftLeft(reader.read(int(leading)), 64 - leading);
+    shared.trailing = unsigned(reader.read(6));
+
+    // Format: lists of x of unlike sign (no common leading bits) and of equal x (64 trailing bits,
+    // stored as 0 and a one at the next bit) are read otherwise than they were written, and reading
+    // may pass the end.
+    BitReader ahead = reader;
+    const bool isEqualX = leading == 63 && pointCount >= 2 && shared.trailing == 0
+                          && ahead.read(64) == 1 && !ahead.overrun();
+    shared.mayRunOut = leading == 0 || isEqualX;
+    shared.bits = prefix + reader.read(int(shared.trailing));
+    return shared;
+}
+
+bool readXStream(const Payload &payload, QPointF *points) noexcept
+{
+    BitReader reader(payload.bytes, payload.size, 8 * xStreamOffset(payload.pointCount));
+    const SharedBits shared = readSharedBits(reader, payload.pointCount);
+    PatternRestorer restorer;
+    int left = 0; // members of the group that are not taken yet
+    int width = 0;
+    for (quint32 i = 0; i < payload.pointCount; ++i) {
+        const PredictorOrder order = payload.order(i);
+        if (left == 0) {
+            left = isGrouped(order) ? int(reader.read(4)) + 1 : 1;
+            width = int(reader.read(6));
+            BitReader groupEnd = reader;
+            groupEnd.skip(quint64(left * width));
+            if (groupEnd.overrun() && !shared.mayRunOut)
+                return false;
+        } else if (!isGrouped(order)) {
+            return false;
+        }
+        --left;
+        quint64 residual = shiftLeft(reader.read(width), shared.trailing);
+        if (order == 0)
+            residual += shared.bits;
+        points[i].setX(std::bit_cast<double>(restorer.next(order, residual)));
+    }
+    return true;
+}
+
+bool decodePayload(const QByteArray &data, QList<QPointF> &points)
+{
+    Payload payload;
+    if (!readHeader(data, payload))
+        return false;
+    points.resize(payload.pointCount);
+    BitReader yReader(payload.bytes, payload.size, 8 * quint64(payload.yOffset));
+    return readXStream(payload, points.data())
+           && readFloatBlocks(yReader, points.data(), points.size());
+}
+
+} // namespace
+
+// The codec
+
+Result<QByteArray> BitCompression::encode(const QList<QPointF> &points)
+{
+    const qsizetype count = points.size();
+    QByteArray data;
+    if (count == 0)
+        return data;
+    data.resize(reservedSize(count));
+    auto *bytes = reinterpret_cast<uchar *>(data.data());
+
+    BitWriter writer(bytes, 8 * xStreamOffset(quint64(count)));
+    OrderCodes codes(count);
+    writeXStream(writer, codes, points.constData(), count);
+    writer.alignToByte();
+    const quint64 yOffset = writer.position() / 8;
+    writeFloatBlocks(writer, points.constData(), count);
+    writer.alignToByte();
+
+    qToLittleEndian(quint32(count), bytes); // Format: the low 32 bits
+    qToLittleEndian(quint32(yOffset), bytes + 4);
+    codes.copyTo(bytes + headerSize);
+    data.resize(qsizetype(writer.position() / 8));
+    data.squeeze();
+    return data;
+}
+
+Result<QList<QPointF>> BitCompression::decode(const QByteArray &data)
+{
+    QList<QPointF> points;
+    if (!data.isEmpty() && !decodePayload(data, points))
+        return fail(ErrorCode::InconsistentData, QStringLiteral("Inconsistent data."),
+                    KYV_SITE(bitCompressionInconsistent));
+    return points;
+}
+
+} // namespace kyv::compressor::internal

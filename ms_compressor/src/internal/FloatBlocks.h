@@ -1,0 +1,25 @@
+#pragma once
+
+#include "BitReader.h"
+#include "BitWriter.h"
+
+#include <QPointF>
+#include <QtGlobal>
+
+namespace kyv::compressor::internal {
+
+/// Floats that a block holds at most, and zeros that one item of a run stands for at most.
+inline constexpr int maxBlockFloats = 16;
+inline constexpr int maxRunItem = 8;
+
+/// Writes the y of \a count points at \a points: zero runs and blocks of floats that share leading
+/// and trailing bits.
+void writeFloatBlocks(BitWriter &writer, const QPointF *points, qsizetype count) noexcept;
+
+/// Reads the y of \a count points into \a points, whose x it leaves alone.
+///
+/// Returns false if the items contradict themselves or the bytes run out; the points are then not
+/// to be used.
+bool readFloatBlocks(BitReader &reader, QPointF *points, qsizetype count) noexcept;
+
+} // namespace kyv::compressor::internal
