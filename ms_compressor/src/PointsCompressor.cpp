@@ -8,6 +8,7 @@
 #include <ms_compressor/PointsCompressor.h>
 
 #include "Logging.h"
+#include "internal/BitCompression.h"
 #include "internal/ErrorSite.h"
 
 #include <kyv_common_stable/PointConversions.h>
@@ -94,7 +95,8 @@ Result<CompressedPointsData> PointsCompressor::encode(const QList<QPointF> &poin
     case PointsCompressionMethod::PlanarDoubleFloat:
         return record(method, encodePlanar(points));
     case PointsCompressionMethod::PlanarDoubleFloatBitCompressedV1:
-        break; // its codec comes with the next change
+        return record(method, passOn(internal::BitCompression().encode(points),
+                                     KYV_SITE(encodeBitCompressed)));
     }
     return internal::fail(ErrorCode::InvalidInput,
                           QStringLiteral("Unhandled compression method: %1").arg(qint32(method)),
@@ -111,7 +113,8 @@ Result<QList<QPointF>> PointsCompressor::decode(const CompressedPointsData &comp
     case PointsCompressionMethod::PlanarDoubleFloat:
         return decodePlanar(compressed.data);
     case PointsCompressionMethod::PlanarDoubleFloatBitCompressedV1:
-        break; // its codec comes with the next change
+        return passOn(internal::BitCompression().decode(compressed.data),
+                      KYV_SITE(decodeBitCompressed));
     }
     return internal::fail(
         ErrorCode::InvalidInput,

@@ -55,7 +55,8 @@ TEST(PointsCompressorTest, defaultRecordIsEmptyAndInterleaved)
 
 TEST(PointsCompressorTest, emptyListsAreEmptyPayloads)
 {
-    for (const Method method : {Method::InterleavedDoubleDouble, Method::PlanarDoubleFloat}) {
+    for (const Method method : {Method::InterleavedDoubleDouble, Method::PlanarDoubleFloat,
+                                Method::PlanarDoubleFloatBitCompressedV1}) {
         EXPECT_TRUE(encoded(method, {}).isEmpty());
         EXPECT_TRUE(decoded(method, {}).isEmpty());
     }
@@ -130,6 +131,21 @@ TEST(PointsCompressorTest, interleavedRemainderFailsAndIsPassedOn)
         points.error().places()[1].function.contains(QLatin1String("PointsCompressor::decode")));
 }
 
+TEST(PointsCompressorTest, bitCompressedFailureIsPassedOn)
+{
+    const auto points = PointsCompressor().decode(
+        record(Method::PlanarDoubleFloatBitCompressedV1, QByteArray(3, '\1')));
+    ASSERT_FALSE(points.hasValue());
+    EXPECT_EQ(points.error().code(), ErrorCode::InconsistentData);
+    EXPECT_EQ(points.error().message(), QStringLiteral("Inconsistent data."));
+    ASSERT_EQ(points.error().places().size(), 2);
+    const kyv::ErrorPlace &inner = points.error().places()[0];
+    EXPECT_EQ(inner.file, QStringLiteral("ms_compressor/src/internal/BitCompression"));
+    EXPECT_EQ(inner.line, 1045);
+    EXPECT_TRUE(inner.function.contains(QLatin1String("BitCompression::decode")));
+    EXPECT_EQ(points.error().places()[1].file, QLatin1String(unit));
+}
+
 TEST(PointsCompressorTest, unknownMethodsAreRefusedBothWays)
 {
     for (const int number :
@@ -157,7 +173,7 @@ TEST(PointsCompressorTest, aSpectrumComesBackByEveryMethod)
     for (int i = 0; i < 500; ++i)
         spectrum.append({100.0 + i * 0.1 + i * i * 1e-6, i % 7 == 0 ? 0.0 : double(i % 91) * 0.25});
     PointsCompressor compressor; // one object serves any number of calls
-    for (const int number : {0, 1}) {
+    for (const int number : {0, 1, 2}) {
         const auto compressed = compressor.encode(spectrum, Method(number));
         ASSERT_TRUE(compressed.hasValue());
         const auto points = compressor.decode(compressed.value());
