@@ -203,8 +203,8 @@ CommonBits readCommonBits(FieldReader &reader, quint64 pointCount)
     const int leadingCount = int(reader.read(6));
     common.leading = shiftLeft(reader.read(leadingCount), 64 - leadingCount);
     common.trailingCount = int(reader.read(6));
-    const bool equalX = leadingCount == 63 && pointCount >= 2 && common.trailingCount == 0
-                        && reader.isAtLoneOne();
+    const bool equalX =
+        leadingCount == 63 && pointCount >= 2 && common.trailingCount == 0 && reader.isAtLoneOne();
     if (leadingCount == 0 || equalX)
         reader.allowZerosBehindEnd();
     common.trailing = reader.read(common.trailingCount);
@@ -514,8 +514,8 @@ QList<int> writeX(FieldAdder &out, const QList<QPointF> &points)
     const quint64 lastPattern = patternOf(points.last().x());
     writeCommonBits(out, scanned, lastPattern);
 
-    const quint64 leading
-        = shiftLeft(shiftRight(lastPattern, scanned.differingCount), scanned.differingCount);
+    const quint64 leading =
+        shiftLeft(shiftRight(lastPattern, scanned.differingCount), scanned.differingCount);
     const quint64 base = shiftRight(leading, scanned.trailingCount);
     QList<int> orders;
     QList<quint64> pending;

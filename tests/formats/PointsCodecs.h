@@ -1,0 +1,92 @@
+#pragma once
+
+#include "BitFields.h"
+#include "PointBits.h"
+#include "ReferenceBitCompression.h"
+
+#include "internal/BitCompression.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+// The two readings of the bit-compressed payload side by side: the library's codec and the literal
+// reference. A test that asks one asks the other.
+
+namespace kyv::test::reference {
+
+inline void PrintTo(const WidthGroup &group, std::ostream *out)
+{
+    *out << group.count << " of " << group.width << " bits";
+}
+
+} // namespace kyv::test::reference
+
+namespace kyv::test {
+
+inline constexpr char inconsistentText[] = "inconsistent";
+
+/// The payload that the library's codec makes.
+inline QByteArray encoded(const QList<QPointF> &points)
+{
+    const auto payload = compressor::internal::BitCompression().encode(points);
+    EXPECT_TRUE(payload.hasValue());
+    return payload.hasValue() ? payload.value() : QByteArray();
+}
+
+/// True if \a error is the one that the codec raises, at its recorded place.
+inline bool isInconsistentData(const Error &error)
+{
+    return error.code() == ErrorCode::InconsistentData
+           && error.message() == QStringLiteral("Inconsistent data.") && error.places().size() == 1
+           && error.places()[0].function.contains(QStringLiteral("BitCompression::decode"))
+           && error.places()[0].file == QStringLiteral("ms_compressor/src/internal/BitCompression")
+           && error.places()[0].line == 1045;
+}
+
+/// What the library's codec decodes, as exactText(), or inconsistentText.
+inline std::string decodedText(const QByteArray &payload)
+{
+    const auto points = compressor::internal::BitCompression().decode(payload);
+    if (points.hasValue())
+        return exactText(points.value());
+    EXPECT_TRUE(isInconsistentData(points.error()));
+    return inconsistentText;
+}
+
+/// The same by the reference.
+inline std::string referenceText(const QByteArray &payload)
+{
+    const auto decoded = reference::decodeBitCompressed(payload);
+    return decoded.points ? exactText(*decoded.points) : inconsistentText;
+}
+
+/// True if the codec and the reference give the same value or both the error; fast enough for
+/// millions of payloads.
+inline bool readersAgree(const QByteArray &payload)
+{
+    const auto points = compressor::internal::BitCompression().decode(payload);
+    const auto literal = reference::decodeBitCompressed(payload);
+    if (!points.hasValue())
+        return !literal.points && isInconsistentData(points.error());
+    return literal.points && sameBits(points.value(), *literal.points);
+}
+
+/// A payload written down field by field: \a orders has one digit a point, and each stream is
+/// padded to whole bytes.
+inline QByteArray payloadFromFields(const QByteArray &orders, const QList<BitField> &xStream,
+                                    const QList<BitField> &yStream)
+{
+    QByteArray codes((orders.size() + 3) / 4, '\0');
+    for (qsizetype i = 0; i < orders.size(); ++i) {
+        const int code = orders[i] - '0';
+        codes[i / 4] = char(quint8(codes[i / 4]) | (code << (6 - 2 * (i % 4))));
+    }
+    const QByteArray x = bitString(xStream);
+    const quint64 yOffset = quint64(8 + codes.size() + x.size());
+    return bitString({{quint64(orders.size()), 32}, {yOffset, 32}}) + codes + x
+           + bitString(yStream);
+}
+
+} // namespace kyv::test
