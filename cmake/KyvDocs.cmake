@@ -1,4 +1,4 @@
-# The target docs: reference pages of the public headers and the documents, with Doxygen. A
+# The target docs: reference pages of the public headers, with Doxygen. A
 # warning fails it.
 find_program(KYV_DOXYGEN doxygen)
 if(KYV_DOXYGEN)
