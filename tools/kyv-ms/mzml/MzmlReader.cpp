@@ -103,6 +103,7 @@ private:
     void startElement(const char *name, const Attributes &attributes);
     void endElement();
     void characters(const char *text, int count);
+    void otherText(std::string_view text);
     void refuse(const QString &reason, qint64 byteOffset);
 
     void startRoot(std::string_view name, Element element);
@@ -119,7 +120,7 @@ private:
     void cut(qint64 from, qint64 to);
 
     Element parent() const { return m_open.size() < 2 ? Element::Other : m_open.end()[-2]; }
-    qint64 position() const { return std::max<qint64>(XML_GetCurrentByteIndex(m_parser.get()), 0); }
+    qint64 position();
     qint64 maxArrayBytes() const { return limits::arrayBytes(m_source.fileBytes()); }
 
     const RunHandlers &m_handlers;
@@ -127,9 +128,11 @@ private:
     ByteSource m_source;
     std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> m_parser;
     RunReading m_reading;
+    qint64 m_position = 0;
     bool m_stopped = false; // by a refusal or by the caller
 
     std::vector<Element> m_open; // the elements around the current one, and itself
+    bool m_sawRoot = false;
     bool m_sawMzml = false;
     std::map<std::string, std::vector<CvParam>, std::less<>> m_groups;
     std::vector<CvParam> *m_group = nullptr; // the group that is being read
@@ -163,11 +166,9 @@ MzmlParser::MzmlParser(QIODevice &device, const RunHandlers &handlers)
     XML_SetCharacterDataHandler(parser, [](void *self, const char *text, int count) {
         static_cast<MzmlParser *>(self)->characters(text, count);
     });
-    XML_SetStartDoctypeDeclHandler(
-        parser, [](void *self, const char *, const char *, const char *, int) {
-            auto *reader = static_cast<MzmlParser *>(self);
-            reader->refuse(QStringLiteral("a DOCTYPE is not accepted"), reader->position());
-        });
+    XML_SetDefaultHandlerExpand(parser, [](void *self, const char *text, int count) {
+        static_cast<MzmlParser *>(self)->otherText({text, std::size_t(count)});
+    });
 }
 
 RunReading MzmlParser::read()
@@ -209,6 +210,14 @@ bool MzmlParser::parsePiece()
     return count > 0;
 }
 
+/// Where the parser stands. While it waits for the rest of a token it does not say: then the last
+/// place holds.
+qint64 MzmlParser::position()
+{
+    m_position = std::max<qint64>(m_position, XML_GetCurrentByteIndex(m_parser.get()));
+    return m_position;
+}
+
 /// Says what expat stumbled over, unless reading was stopped on purpose.
 void MzmlParser::refuseSyntax()
 {
@@ -220,7 +229,9 @@ void MzmlParser::refuseSyntax()
     else if (error == XML_ERROR_NO_ELEMENTS || error == XML_ERROR_UNCLOSED_TOKEN)
         refuse(QStringLiteral("the file ends too early"), position());
     else
-        refuse(QStringLiteral("XML: %1").arg(QLatin1String(XML_ErrorString(error))), position());
+        refuse((m_sawRoot ? QStringLiteral("XML: %1") : QStringLiteral("not XML (%1)"))
+                   .arg(QLatin1String(XML_ErrorString(error))),
+               position());
 }
 
 void MzmlParser::refuse(const QString &reason, qint64 byteOffset)
@@ -316,8 +327,16 @@ void MzmlParser::characters(const char *text, int count)
                m_binaryOffset);
 }
 
+/// Everything that has no handler of its own. Refused here, a DOCTYPE cannot declare an entity.
+void MzmlParser::otherText(std::string_view text)
+{
+    if (text.substr(0, 9) == "<!DOCTYPE")
+        refuse(QStringLiteral("a DOCTYPE is not accepted"), position());
+}
+
 void MzmlParser::startRoot(std::string_view name, Element element)
 {
+    m_sawRoot = true;
     m_sawMzml = element == Element::Mzml;
     if (element == Element::Mzml || element == Element::IndexedMzml)
         return;
