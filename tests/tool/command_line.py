@@ -1,0 +1,192 @@
+"""Runs kyv-ms as a user does: exit codes, what goes to which stream, files that it writes."""
+
+import gzip
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TOOL = sys.argv.pop(1)
+
+
+def run(*arguments, stdin=None):
+    done = subprocess.run([TOOL, *map(str, arguments)], input=stdin, capture_output=True, timeout=120)
+    return done.returncode, done.stdout, done.stderr.decode()
+
+
+class CommandLineTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="kyv-ms-test-")
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+        return self.path(name)
+
+    def simulated(self, name="run.mzML", *arguments):
+        code, _, error = run("simulate", self.path(name), "--spectra", 13, "--quiet", *arguments)
+        self.assertEqual((code, error), (0, ""))
+        return self.path(name)
+
+
+class UsageTest(CommandLineTest):
+    def test_help_and_version_succeed(self):
+        for arguments in (["--help"], ["--version"], ["survey", "--help"], ["simulate", "--help"]):
+            code, output, error = run(*arguments)
+            self.assertEqual((code, error), (0, ""), arguments)
+            self.assertTrue(output)
+        self.assertRegex(run("--version")[1].decode(), r"^kyv-ms \d+\.\d+\.\d+\n$")
+        for command in ("survey", "simulate"):
+            self.assertIn("Examples:", run(command, "--help")[1].decode())
+
+    def test_wrong_arguments_are_usage(self):
+        for arguments in (
+            [],
+            ["nonsense"],
+            ["survey"],
+            ["survey", "--nonsense", "a"],
+            ["survey", "--repeat", "0", "a"],
+            ["simulate"],
+            ["simulate", "a", "--kind", "nonsense"],
+            ["simulate", "a", "--seed", "-1"],
+            ["simulate", "a", "--spectra", "many"],
+        ):
+            code, output, error = run(*arguments)
+            self.assertEqual((code, output), (2, b""), arguments)
+            self.assertTrue(error, arguments)
+
+
+class SimulateTest(CommandLineTest):
+    def content(self, path):
+        with open(path, "rb") as file:
+            return file.read()
+
+    def test_same_seed_same_bytes(self):
+        one = self.content(self.simulated())
+        self.assertEqual(self.content(self.simulated()), one)
+        self.assertNotEqual(self.content(self.simulated("run.mzML", "--seed", 2)), one)
+
+    def test_a_failure_leaves_no_file(self):
+        code, _, error = run("simulate", self.path("missing/run.mzML"))
+        self.assertEqual(code, 5)
+        self.assertEqual(error.count("\n"), 1)
+        self.assertEqual(os.listdir(self.folder), [])
+
+    def test_zlib_holds_the_same_spectra(self):
+        plain = json.loads(run("survey", "--json", self.simulated("a.mzML"))[1])["files"][0]
+        packed = json.loads(run("survey", "--json", self.simulated("b.mzML", "--zlib"))[1])["files"][0]
+        self.assertEqual(plain["points"], packed["points"])
+        self.assertLess(packed["fileBytes"], plain["fileBytes"])
+        self.assertEqual(packed["arrayFormats"], {"32-bit float, zlib": 13, "64-bit float, zlib": 13})
+
+
+class SurveyTest(CommandLineTest):
+    def test_one_run(self):
+        code, output, error = run("survey", self.simulated())
+        self.assertEqual((code, error), (0, ""))
+        self.assertIn("13 spectra", output.decode())
+        self.assertIn("planar_double_float_bit_compressed_v1", output.decode())
+
+    def test_gzip(self):
+        with open(self.simulated(), "rb") as file:
+            path = self.write("run.mzML.gz", gzip.compress(file.read()))
+        self.assertEqual(run("survey", path)[0], 0)
+
+    def test_exit_codes(self):
+        good = self.simulated()
+        corrupt = self.write("corrupt.mzML", b"<mzML><run></mzML>")
+        missing = self.path("missing.mzML")
+        for arguments, expected in (
+            ([good], 0),
+            ([corrupt], 3),
+            ([missing], 5),
+            ([self.folder], 5),
+            ([good, corrupt], 1),
+            ([missing, good], 1),
+            ([corrupt, corrupt], 3),
+            ([missing, missing], 5),
+            ([missing, corrupt], 3),
+        ):
+            code, output, error = run("survey", "--quiet", *arguments)
+            self.assertEqual(code, expected, arguments)
+            self.assertEqual(error.count("\n"), sum(a != good for a in arguments))
+            self.assertEqual(b"13 spectra" in output, good in arguments)
+
+    def test_a_refusal_names_file_byte_and_reason(self):
+        for name, content, expected in (
+            ("a.mzML", b"<mzML><run></mzML>", "byte 13: XML: mismatched tag"),
+            ("b.imzML", b'<mzML><cvParam accession="IMS:1000030"/></mzML>',
+             "byte 6: imzML is not supported: its arrays are in a separate file"),
+            ("c.mzData", b"<mzData></mzData>", "byte 0: mzData is not supported, only mzML"),
+            ("d.mzXML", b"<mzXML></mzXML>", "byte 0: mzXML is not supported, only mzML"),
+            ("e.mzML", b"<!DOCTYPE mzML><mzML></mzML>", "byte 0: a DOCTYPE is not accepted"),
+            ("f.mzML", b"", "byte 0: the file is empty"),
+        ):
+            path = self.write(name, content)
+            code, output, error = run("survey", path)
+            self.assertEqual((code, output), (3, b""))
+            self.assertEqual(error, f"kyv-ms: {path}: {expected}\n")
+
+    def test_names_from_files_do_not_steer_the_terminal(self):
+        path = self.write("a.mzML", b'<mzML><run><spectrum id="&#10;&#x9b;31m" defaultArrayLength="3"/></run></mzML>')
+        code, output, _ = run("survey", path)
+        self.assertEqual(code, 0)
+        self.assertIn("no m/z array\n      (  31m)", output.decode())
+
+    def test_unknown_compressions_are_counted_and_named(self):
+        array = '<binaryDataArray><cvParam accession="MS:%d" name="%s"/><cvParam accession="MS:1002312" name="MS-Numpress linear prediction compression"/><binary/></binaryDataArray>'
+        spectrum = '<spectrum id="scan=4" defaultArrayLength="3">' + array % (1000514, "m/z array") + array % (1000515, "intensity array") + "</spectrum>"
+        path = self.write("a.mzML", f"<mzML><run>{spectrum}</run></mzML>".encode())
+        code, output, error = run("survey", path)
+        self.assertEqual((code, error), (0, ""))
+        self.assertIn("MS-Numpress linear prediction compression (2)", output.decode())
+        file = json.loads(run("survey", "--json", path)[1])["files"][0]
+        self.assertEqual(file["unknownCompressions"], {"MS-Numpress linear prediction compression": 2})
+        self.assertEqual(file["notSurveyed"][0]["byteOffset"], 11)
+
+    def test_chromatograms_only(self):
+        path = self.write("a.mzML", b'<mzML><run><chromatogramList><chromatogram id="TIC"/></chromatogramList></run></mzML>')
+        code, output, error = run("survey", path)
+        self.assertEqual((code, error), (0, ""))
+        self.assertIn("0 spectra, 0 points", output.decode())
+
+    def test_json_has_the_documented_keys(self):
+        code, output, _ = run("survey", "--json", self.simulated(), self.path("missing"))
+        self.assertEqual(code, 1)
+        report = json.loads(output)
+        self.assertEqual(set(report), {"version", "tool", "files"})
+        file, missing = report["files"]
+        with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/kyv-ms.md")) as page:
+            documented = page.read()
+        keys = set(file) | set(missing) | set(missing["failure"])
+        for method in file["methods"]:
+            keys |= set(method)
+        for key in keys:
+            self.assertIn(f"`{key}`", documented)
+        self.assertEqual(missing["failure"]["kind"], "io")
+        self.assertEqual(len(file["methods"]), 3)
+
+    def test_no_progress_unless_on_a_terminal(self):
+        self.assertEqual(run("survey", self.simulated())[2], "")
+
+    def test_a_full_output_is_a_failure(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([TOOL, "survey", self.simulated()], stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, 5)
+
+    def test_names_with_blanks_and_letters_of_any_language(self):
+        path = self.simulated("l\u00e4uft \u8d28\u8c31.mzML")
+        code, output, error = run("survey", path)
+        self.assertEqual((code, error), (0, ""))
+        self.assertIn(path, output.decode())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,116 @@
+// The survey as programs read it. The keys are documented in docs/kyv-ms.md.
+
+#include "SurveyReport.h"
+
+#include "KyvMsVersion.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace kyv::tool {
+
+namespace {
+
+constexpr int reportVersion = 1;
+constexpr double doublesPerPoint = 16;
+constexpr double planarPerPoint = 12;
+
+/// A quotient, or null where there is nothing to divide by.
+QJsonValue quotient(double numerator, double denominator)
+{
+    return denominator > 0 ? QJsonValue(numerator / denominator) : QJsonValue();
+}
+
+QJsonObject counts(const QMap<QString, qsizetype> &names)
+{
+    QJsonObject object;
+    for (auto name = names.begin(); name != names.end(); ++name)
+        object.insert(name.key(), qint64(name.value()));
+    return object;
+}
+
+QJsonArray spectra(const QList<NamedSpectrum> &named)
+{
+    QJsonArray array;
+    for (const NamedSpectrum &spectrum : named)
+        array.append(QJsonObject{{QStringLiteral("index"), qint64(spectrum.index)},
+                                 {QStringLiteral("id"), spectrum.id},
+                                 {QStringLiteral("byteOffset"), spectrum.byteOffset},
+                                 {QStringLiteral("reason"), spectrum.reason}});
+    return array;
+}
+
+QJsonObject methodObject(const MethodSurvey &method)
+{
+    const double points = double(method.points);
+    const double bytes = double(method.encodedBytes);
+    return {
+        {QStringLiteral("method"), method.method},
+        {QStringLiteral("encodedBytes"), method.encodedBytes},
+        {QStringLiteral("bytesPerPoint"), quotient(bytes, points)},
+        {QStringLiteral("ratioToPlanar"), quotient(planarPerPoint * points, bytes)},
+        {QStringLiteral("ratioToDoubles"), quotient(doublesPerPoint * points, bytes)},
+        {QStringLiteral("encodeMBPerSecond"),
+         quotient(doublesPerPoint * points / 1e6, method.encodeSeconds)},
+        {QStringLiteral("encodeMPointsPerSecond"), quotient(points / 1e6, method.encodeSeconds)},
+        {QStringLiteral("decodeMBPerSecond"),
+         quotient(doublesPerPoint * points / 1e6, method.decodeSeconds)},
+        {QStringLiteral("decodeMPointsPerSecond"), quotient(points / 1e6, method.decodeSeconds)},
+        {QStringLiteral("exactSpectra"), qint64(method.exact)},
+        {QStringLiteral("exactMzSpectra"), qint64(method.exactX)},
+        {QStringLiteral("exactIntensitySpectra"), qint64(method.exactY)},
+        {QStringLiteral("largestIntensityChange"), method.largestIntensityChange},
+        {QStringLiteral("largestRelativeIntensityChange"), method.largestRelativeIntensityChange},
+        {QStringLiteral("largestMzChange"), method.largestMzChange},
+        {QStringLiteral("changedSpectra"), spectra(method.changed)},
+    };
+}
+
+QJsonObject fileObject(const FileSurvey &file)
+{
+    const runs::RunSummary &summary = file.summary;
+    QJsonArray methods;
+    for (const MethodSurvey &method : file.methods)
+        methods.append(methodObject(method));
+    QJsonObject object{
+        {QStringLiteral("file"), file.path},
+        {QStringLiteral("fileBytes"), summary.fileBytes},
+        {QStringLiteral("xmlBytes"), summary.xmlBytes},
+        {QStringLiteral("spectra"), qint64(summary.spectra)},
+        {QStringLiteral("profileSpectra"), qint64(file.profileSpectra)},
+        {QStringLiteral("centroidSpectra"), qint64(file.centroidSpectra)},
+        {QStringLiteral("points"), qint64(summary.points)},
+        {QStringLiteral("longestSpectrum"), qint64(file.longestSpectrum)},
+        {QStringLiteral("chromatograms"), qint64(summary.chromatograms)},
+        {QStringLiteral("arrayFormats"), counts(summary.arrayFormats)},
+        {QStringLiteral("otherArrays"), counts(summary.otherArrays)},
+        {QStringLiteral("unknownCompressions"), counts(summary.unknownCompressions)},
+        {QStringLiteral("notSurveyed"), spectra(file.notSurveyed)},
+        {QStringLiteral("methods"), methods},
+    };
+    if (file.failure)
+        object.insert(
+            QStringLiteral("failure"),
+            QJsonObject{{QStringLiteral("kind"), file.failure->kind == runs::ReadFailure::Kind::Io
+                                                     ? QStringLiteral("io")
+                                                     : QStringLiteral("corrupt")},
+                        {QStringLiteral("byteOffset"), file.failure->byteOffset},
+                        {QStringLiteral("reason"), file.failure->reason}});
+    return object;
+}
+
+} // namespace
+
+QByteArray jsonReport(const QList<FileSurvey> &files)
+{
+    QJsonArray array;
+    for (const FileSurvey &file : files)
+        array.append(fileObject(file));
+    const QJsonObject report{{QStringLiteral("version"), reportVersion},
+                             {QStringLiteral("tool"), QStringLiteral("kyv-ms " KYV_MS_VERSION)},
+                             {QStringLiteral("files"), array}};
+    return QJsonDocument(report).toJson(QJsonDocument::Indented);
+}
+
+} // namespace kyv::tool
