@@ -1,0 +1,24 @@
+#include "BitsRequired.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace kyv::compressor::internal {
+
+namespace detail {
+
+quint32 maxPortable(const quint32 *values, std::size_t count, quint32 largest) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        largest = std::max(largest, values[i]);
+    return largest;
+}
+
+} // namespace detail
+
+quint32 bitsRequired(const quint32 *values, std::size_t count) noexcept
+{
+    return quint32(std::bit_width(detail::maxPortable(values, count, 0)));
+}
+
+} // namespace kyv::compressor::internal
