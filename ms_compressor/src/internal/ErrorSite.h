@@ -35,6 +35,11 @@ inline constexpr FailurePlace fromJsonUnknownMethod{pointsCompressorFile, 9};
 
 inline constexpr FailurePlace bitCompressionInconsistent{bitCompressionFile, 1045};
 
+inline constexpr FailurePlace packIntegersTooMany{msDataPackerFile, 1};
+inline constexpr FailurePlace unpackIntegersInconsistent{msDataPackerFile, 2};
+inline constexpr FailurePlace quantizeTooMany{msDataPackerFile, 3};
+inline constexpr FailurePlace rawConversionTooMany{msDataPackerFile, 4};
+inline constexpr FailurePlace rawConversionNoMemory{msDataPackerFile, 5};
 inline constexpr FailurePlace interpretAsPackMethod{msDataPackerFile, 59};
 inline constexpr FailurePlace readParametersVersion{msDataPackerFile, 203};
 inline constexpr FailurePlace packRawConversion{msDataPackerFile, 249};

@@ -61,7 +61,6 @@ void dequantize(const IntensityQuantizer &quantizer, const quint32 *levels, std:
 
 } // namespace
 
-extern const IntensityKernels plainIntensityKernels;
 const IntensityKernels plainIntensityKernels{
     "plain", scanDifferences, findRange, quantize, dequantize,
 };

@@ -44,11 +44,13 @@ struct IntensityKernels
     void (*quantize)(const IntensityQuantizer &quantizer, const float *intensities,
                      std::size_t count, quint32 *levels);
 
-    /// The intensity of each of \a count levels; \a levels and \a intensities may be the same
-    /// storage.
+    /// The intensity of each of \a count levels.
     void (*dequantize)(const IntensityQuantizer &quantizer, const quint32 *levels,
                        std::size_t count, float *intensities);
 };
+
+/// The plain set: the definition, and what takes over the tails of the others.
+extern const IntensityKernels plainIntensityKernels;
 
 /// The best set for this processor, chosen at the first call.
 const IntensityKernels &intensityKernels();

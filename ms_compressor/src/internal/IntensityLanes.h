@@ -25,9 +25,6 @@
 
 namespace kyv::compressor::internal {
 
-/// The plain set, which takes over tails.
-extern const IntensityKernels plainIntensityKernels;
-
 namespace {
 
 constexpr double ln2 = 0.69314718055994530942;
