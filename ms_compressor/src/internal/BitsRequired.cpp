@@ -1,5 +1,7 @@
 #include "BitsRequired.h"
 
+#include "CpuFeatures.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -18,6 +20,10 @@ quint32 maxPortable(const quint32 *values, std::size_t count, quint32 largest) n
 
 quint32 bitsRequired(const quint32 *values, std::size_t count) noexcept
 {
+#ifdef KYV_HAS_SSE41
+    if (count >= 8 && cpuFeatures().sse42)
+        return quint32(std::bit_width(detail::maxSse41(values, count, 0)));
+#endif
     return quint32(std::bit_width(detail::maxPortable(values, count, 0)));
 }
 

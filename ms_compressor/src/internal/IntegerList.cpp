@@ -66,8 +66,7 @@ public:
             if (m_used + wordsNeeded > runLength)
                 flush();
             quint32 *const words = m_words.data() + m_used;
-            words[wordsNeeded - 1] = 0;
-            packRun(int(width), words, m_words.data() + m_words.size(), 0, items, run);
+            packFresh(int(width), words, m_words.data() + m_words.size(), items, run);
             m_used += wordsNeeded;
             items += run;
             n -= run;

@@ -107,7 +107,7 @@ void set(PackedBitArray *array, quint32 index, quint32 value) noexcept
 void pack(PackedBitArray *array, quint32 start, const quint32 *items, quint32 n) noexcept
 {
     if (hasKernels(array->width))
-        packRun(int(array->width), words(array), nullptr, start, items, n);
+        packRun(int(array->width), words(array), start, items, n);
 }
 
 void unpack(const PackedBitArray *array, quint32 start, quint32 *items, quint32 n) noexcept

@@ -10,6 +10,9 @@
 
 #include "PackedBitKernels.h"
 
+#include "CpuFeatures.h"
+
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>
@@ -160,6 +163,33 @@ constexpr std::array<PackKernel, widestItem> packTable(std::index_sequence<Index
 constexpr auto unpackKernels = unpackTable(std::make_index_sequence<widestItem>());
 constexpr auto packKernels = packTable(std::make_index_sequence<widestItem>());
 
+/// The fastest vector path that is allowed, or null.
+const CycleKernels *cycleKernels() noexcept
+{
+#ifdef KYV_HAS_AVX512
+    if (cpuFeatures().avx512)
+        return &detail::avx512CycleKernels;
+#endif
+#ifdef KYV_HAS_AVX2
+    if (cpuFeatures().avx2)
+        return &detail::avx2CycleKernels;
+#endif
+    return nullptr;
+}
+
+/// Items from \a start to the next cycle, or to the end of the run of \a n items.
+quint32 itemsBeforeCycle(quint32 start, quint32 n) noexcept
+{
+    return std::min(n, (cycleLength - start % cycleLength) % cycleLength);
+}
+
+/// The words of the cycle that begins with item \a start.
+template <typename Word>
+Word *cycleWords(int width, Word *words, quint32 start) noexcept
+{
+    return words + std::size_t(start / cycleLength) * std::size_t(width);
+}
+
 } // namespace
 
 UnpackKernel plainUnpackKernel(int width) noexcept
@@ -177,15 +207,51 @@ PackKernel plainPackKernel(int width) noexcept
 void unpackRun(int width, const quint32 *words, const quint32 *readableEnd, quint32 start,
                quint32 *items, quint32 n) noexcept
 {
-    Q_UNUSED(readableEnd);
-    plainUnpackKernel(width)(words, start, items, n);
+    const UnpackKernel plain = plainUnpackKernel(width);
+    const quint32 head = itemsBeforeCycle(start, n);
+    const std::size_t cycles = (n - head) / cycleLength;
+    const CycleKernels *const vector = cycleKernels();
+    if (!vector || cycles == 0)
+        return plain(words, start, items, n);
+
+    if (head > 0)
+        plain(words, start, items, head);
+    vector->unpack[width - 1](cycleWords(width, words, start + head), readableEnd, items + head,
+                              cycles);
+    const quint32 done = head + quint32(cycles) * cycleLength;
+    if (done < n)
+        plain(words, start + done, items + done, n - done);
 }
 
-void packRun(int width, quint32 *words, quint32 *scratchEnd, quint32 start, const quint32 *items,
-             quint32 n) noexcept
+void packRun(int width, quint32 *words, quint32 start, const quint32 *items, quint32 n) noexcept
 {
-    Q_UNUSED(scratchEnd);
-    plainPackKernel(width)(words, start, items, n);
+    const PackKernel plain = plainPackKernel(width);
+    const quint32 head = itemsBeforeCycle(start, n);
+    const std::size_t cycles = (n - head) / cycleLength;
+    const CycleKernels *const vector = cycleKernels();
+    if (!vector || cycles == 0)
+        return plain(words, start, items, n);
+
+    if (head > 0)
+        plain(words, start, items, head);
+    vector->pack[width - 1](cycleWords(width, words, start + head), nullptr, items + head, cycles);
+    const quint32 done = head + quint32(cycles) * cycleLength;
+    if (done < n)
+        plain(words, start + done, items + done, n - done);
+}
+
+void packFresh(int width, quint32 *words, const quint32 *wordsEnd, const quint32 *items,
+               quint32 n) noexcept
+{
+    const CycleKernels *const vector = cycleKernels();
+    const std::size_t cycles = vector ? n / cycleLength : 0;
+    if (cycles > 0)
+        vector->pack[width - 1](words, wordsEnd, items, cycles);
+    const quint32 done = quint32(cycles) * cycleLength;
+    if (done == n)
+        return;
+    words[packedWordCount(quint32(width), n) - 1] = 0;
+    plainPackKernel(width)(words, done, items + done, n - done);
 }
 
 } // namespace kyv::compressor::internal

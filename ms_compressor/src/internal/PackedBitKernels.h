@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <cstddef>
+
 namespace kyv::compressor::internal {
 
 /// Width of the widest item, and so the number of kernels in each table.
@@ -67,6 +69,27 @@ using PackKernel = void (*)(quint32 *words, quint32 start, const quint32 *items,
 UnpackKernel plainUnpackKernel(int width) noexcept;
 PackKernel plainPackKernel(int width) noexcept;
 
+/// The kernels of a vector path, one a width: whole cycles, from an item that is a multiple of 32.
+///
+/// Unpacking reads nothing at or past `readableEnd`, which is at least the end of the cycles.
+/// Packing may leave anything in words from the cycles' end up to `scratchEnd`, and touches nothing
+/// else; null stands for the cycles' end.
+struct CycleKernels
+{
+    using Unpack = void (*)(const quint32 *words, const quint32 *readableEnd, quint32 *items,
+                            std::size_t cycles);
+    using Pack = void (*)(quint32 *words, const quint32 *scratchEnd, const quint32 *items,
+                          std::size_t cycles);
+    Unpack unpack[widestItem];
+    Pack pack[widestItem];
+};
+
+namespace detail {
+// Defined where the compiler makes code for the instructions, used where the processor has them.
+extern const CycleKernels avx2CycleKernels;
+extern const CycleKernels avx512CycleKernels;
+} // namespace detail
+
 /// Copies a run of items out of an array of \a width-bit items (width 1 to 32, n at least 1),
 /// whole cycles on the fastest path that the processor has.
 ///
@@ -76,11 +99,14 @@ void unpackRun(int width, const quint32 *words, const quint32 *readableEnd, quin
                quint32 *items, quint32 n) noexcept;
 
 /// Stores a run of items into an array of \a width-bit items (width 1 to 32, n at least 1),
-/// whole cycles on the fastest path that the processor has.
-///
-/// \a scratchEnd is the end of the words whose content past the run's last cycle does not matter
-/// yet; null if every word past the run counts.
-void packRun(int width, quint32 *words, quint32 *scratchEnd, quint32 start, const quint32 *items,
-             quint32 n) noexcept;
+/// whole cycles on the fastest path that the processor has; the items on both sides keep their
+/// values.
+void packRun(int width, quint32 *words, quint32 start, const quint32 *items, quint32 n) noexcept;
+
+/// Stores \a n items (at least 1) of \a width bits from item 0 on into words whose content does not
+/// matter. The bits past the last item in its word become 0; the words from there to \a wordsEnd
+/// may hold anything afterwards, which is what a vector path makes use of.
+void packFresh(int width, quint32 *words, const quint32 *wordsEnd, const quint32 *items,
+               quint32 n) noexcept;
 
 } // namespace kyv::compressor::internal

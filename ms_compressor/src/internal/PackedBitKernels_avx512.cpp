@@ -1,0 +1,333 @@
+// Whole cycles of the packed bit array with AVX-512 (F, BW, VL and VBMI), sixteen items a step.
+//
+// Sixteen items of width W fill exactly 2 W bytes, so a cycle is two groups that begin on bytes.
+// Byte permutes bring an item's bytes together wherever they lie, and masked loads and stores
+// touch the group's own bytes and no other, so nothing here depends on what surrounds a run.
+//
+// The words are little-endian in memory, as on every processor with these instructions. This file
+// alone is compiled for AVX-512, and includes nothing whose inline functions another file could
+// end up sharing.
+
+#include "PackedBitKernels.h"
+
+#if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)                         \
+    && defined(__AVX512VBMI__)
+
+#include <immintrin.h>
+#include <utility>
+
+namespace kyv::compressor::internal {
+
+namespace {
+
+constexpr int groupLength = 16;
+
+struct alignas(64) Bytes
+{
+    quint8 byte[64];
+};
+struct alignas(64) Lanes
+{
+    quint32 lane[16];
+};
+struct alignas(64) Quads
+{
+    quint64 quad[8];
+};
+
+template <typename Table>
+__m512i vectorOf(const Table &table) noexcept
+{
+    return _mm512_load_si512(&table);
+}
+
+/// The bytes of a group.
+template <int W>
+inline constexpr __mmask64 groupBytes = ~__mmask64(0) >> (64 - 2 * W);
+
+// ---- unpacking -----------------------------------------------------------------------------
+
+/// Widths whose items lie within four bytes, wherever in a byte they begin.
+template <int W>
+inline constexpr bool fitsFourBytes = W <= 25;
+
+/// For each lane the four bytes that hold its item.
+template <int W>
+constexpr Bytes itemBytes() noexcept
+{
+    Bytes bytes = {};
+    for (int i = 0; i < groupLength; ++i) {
+        for (int k = 0; k < 4; ++k)
+            bytes.byte[4 * i + k] = quint8(i * W / 8 + k);
+    }
+    return bytes;
+}
+
+/// For each lane the place of its item in those bytes.
+template <int W>
+constexpr Lanes itemShifts() noexcept
+{
+    Lanes shifts = {};
+    for (int i = 0; i < groupLength; ++i)
+        shifts.lane[i] = quint32(i * W % 8);
+    return shifts;
+}
+
+template <int W>
+__m512i unpackGroupByBytes(__m512i group) noexcept
+{
+    static constexpr Bytes spread = itemBytes<W>();
+    static constexpr Lanes shifts = itemShifts<W>();
+    const __m512i items =
+        _mm512_srlv_epi32(_mm512_permutexvar_epi8(vectorOf(spread), group), vectorOf(shifts));
+    return _mm512_and_si512(items, _mm512_set1_epi32(int(detail::lowMask<W>)));
+}
+
+/// For each lane the word that its item begins in, and (\a Next 1) the one after it.
+template <int W, int Next>
+constexpr Lanes itemWords() noexcept
+{
+    Lanes words = {};
+    for (int i = 0; i < groupLength; ++i)
+        words.lane[i] = quint32(i * W / 32 + Next) % groupLength;
+    return words;
+}
+
+template <int W>
+constexpr Lanes lowShifts() noexcept
+{
+    Lanes shifts = {};
+    for (int i = 0; i < groupLength; ++i)
+        shifts.lane[i] = quint32(i * W % 32);
+    return shifts;
+}
+
+/// An item's rest moves up by what its first word held; by 32, which clears the lane, if that
+/// was a whole word.
+template <int W>
+constexpr Lanes highShifts() noexcept
+{
+    Lanes shifts = {};
+    for (int i = 0; i < groupLength; ++i)
+        shifts.lane[i] = quint32(32 - i * W % 32);
+    return shifts;
+}
+
+/// The bits that are set in the first or the second operand, and in the third.
+constexpr int eitherAndMask = 0xA8;
+
+template <int W>
+__m512i unpackGroupByWords(__m512i group) noexcept
+{
+    static constexpr Lanes first = itemWords<W, 0>();
+    static constexpr Lanes next = itemWords<W, 1>();
+    static constexpr Lanes down = lowShifts<W>();
+    static constexpr Lanes up = highShifts<W>();
+    const __m512i low =
+        _mm512_srlv_epi32(_mm512_permutexvar_epi32(vectorOf(first), group), vectorOf(down));
+    const __m512i high =
+        _mm512_sllv_epi32(_mm512_permutexvar_epi32(vectorOf(next), group), vectorOf(up));
+    return _mm512_ternarylogic_epi32(low, high, _mm512_set1_epi32(int(detail::lowMask<W>)),
+                                     eitherAndMask);
+}
+
+template <int W>
+void unpackGroup(const quint8 *bytes, quint32 *items) noexcept
+{
+    const __m512i group = _mm512_maskz_loadu_epi8(groupBytes<W>, bytes);
+    if constexpr (W == 32)
+        _mm512_storeu_si512(items, group);
+    else if constexpr (fitsFourBytes<W>)
+        _mm512_storeu_si512(items, unpackGroupByBytes<W>(group));
+    else
+        _mm512_storeu_si512(items, unpackGroupByWords<W>(group));
+}
+
+template <int W>
+void unpackCycles(const quint32 *words, const quint32 *, quint32 *items,
+                  std::size_t cycles) noexcept
+{
+    const auto *bytes = reinterpret_cast<const quint8 *>(words);
+    for (; cycles > 0; --cycles) {
+        unpackGroup<W>(bytes, items);
+        unpackGroup<W>(bytes + 2 * W, items + groupLength);
+        bytes += 4 * W;
+        items += cycleLength;
+    }
+}
+
+// ---- packing -------------------------------------------------------------------------------
+
+/// Widths at which word j of a group holds the rest of item j and the start of item j + 1 alone.
+template <int W>
+inline constexpr bool packsByWords = W >= 30;
+
+template <int W>
+constexpr Lanes restShifts() noexcept
+{
+    Lanes shifts = {};
+    for (int j = 0; j < groupLength; ++j)
+        shifts.lane[j] = quint32(j * (32 - W));
+    return shifts;
+}
+
+/// The last word has no item after its own: 32 clears the lane.
+template <int W>
+constexpr Lanes startShifts() noexcept
+{
+    Lanes shifts = {};
+    for (int j = 0; j < groupLength; ++j)
+        shifts.lane[j] = quint32(j + 1 < groupLength ? W - j * (32 - W) : 32);
+    return shifts;
+}
+
+template <int W>
+__m512i packGroupByWords(__m512i items) noexcept
+{
+    static constexpr Lanes down = restShifts<W>();
+    static constexpr Lanes up = startShifts<W>();
+    const __m512i following = _mm512_alignr_epi32(items, items, 1);
+    return _mm512_or_si512(_mm512_srlv_epi32(items, vectorOf(down)),
+                           _mm512_sllv_epi32(following, vectorOf(up)));
+}
+
+/// Four items of an odd width end inside a byte. So the second and the fourth quarter of a group
+/// (\a quarter counts from 0) are moved up to where the quarter before them ends.
+template <int W>
+constexpr int quarterBit(int quarter) noexcept
+{
+    return quarter % 2 * (4 * W % 8);
+}
+
+template <int W>
+constexpr Quads firstPairShifts() noexcept
+{
+    Quads shifts = {};
+    for (int k = 0; k < 8; ++k)
+        shifts.quad[k] = quint64(k % 2 == 0 ? quarterBit<W>(k / 2) : 64);
+    return shifts;
+}
+
+template <int W>
+constexpr Quads secondPairShifts() noexcept
+{
+    Quads shifts = {};
+    for (int k = 0; k < 8; ++k)
+        shifts.quad[k] = quint64(2 * W + quarterBit<W>(k / 2)) % 64;
+    return shifts;
+}
+
+/// Where a 64-bit lane takes the second pair, turned left: from the end of the first pair on in
+/// the lower lane, everything in the upper lane.
+template <int W>
+constexpr Quads secondPairBits() noexcept
+{
+    Quads bits = {};
+    for (int k = 0; k < 8; ++k) {
+        const int begin = 2 * W + quarterBit<W>(k / 2);
+        bits.quad[k] = k % 2 == 0 && begin < 64 ? ~quint64(0) << begin : 0;
+        if (k % 2 == 1)
+            bits.quad[k] = ~quint64(0);
+    }
+    return bits;
+}
+
+/// For each byte of the packed group the byte of the quarters that it comes from: \a Odd 0 takes
+/// it from the first and third quarter where these reach, \a Odd 1 from the second and fourth.
+template <int W, int Odd>
+constexpr Bytes quarterBytes() noexcept
+{
+    Bytes bytes = {};
+    for (int k = 0; k < 2 * W; ++k) {
+        int quarter = 8 * k / (4 * W); // of the byte's lowest bit
+        if (quarter % 2 != Odd && (8 * k + 7) / (4 * W) % 2 == Odd && quarter < 3)
+            ++quarter;
+        const int firstByte = 4 * W * quarter / 8;
+        bytes.byte[k] = quint8(16 * quarter + k - firstByte);
+    }
+    return bytes;
+}
+
+/// The bits of the packed group that lie in its second and fourth quarter.
+template <int W>
+constexpr Bytes oddQuarterBits() noexcept
+{
+    Bytes bits = {};
+    for (int bit = 0; bit < 16 * W; ++bit) {
+        if (bit / (4 * W) % 2 == 1)
+            bits.byte[bit / 8] = quint8(bits.byte[bit / 8] | 1 << bit % 8);
+    }
+    return bits;
+}
+
+/// The second operand where the first one is set, else the third.
+constexpr int select = 0xCA;
+
+template <int W>
+__m512i packGroupByPairs(__m512i items) noexcept
+{
+    const __m512i mask = _mm512_set1_epi64(qint64(detail::lowMask<W>));
+    const __m512i pairs =
+        _mm512_ternarylogic_epi64(mask, items, _mm512_srli_epi64(items, 32 - W), select);
+
+    static constexpr Quads secondTurn = secondPairShifts<W>();
+    static constexpr Quads secondBits = secondPairBits<W>();
+    const __m512i second =
+        _mm512_rolv_epi64(_mm512_unpackhi_epi64(pairs, pairs), vectorOf(secondTurn));
+    __m512i first = pairs;
+    if constexpr (W % 2 != 0) {
+        static constexpr Quads firstUp = firstPairShifts<W>();
+        first = _mm512_sllv_epi64(pairs, vectorOf(firstUp));
+    }
+    const __m512i quarters = _mm512_ternarylogic_epi64(vectorOf(secondBits), second, first, select);
+
+    static constexpr Bytes even = quarterBytes<W, 0>();
+    const __m512i packed = _mm512_permutexvar_epi8(vectorOf(even), quarters);
+    if constexpr (W % 2 == 0) {
+        return packed;
+    } else {
+        static constexpr Bytes odd = quarterBytes<W, 1>();
+        static constexpr Bytes oddBits = oddQuarterBits<W>();
+        return _mm512_ternarylogic_epi64(
+            vectorOf(oddBits), _mm512_permutexvar_epi8(vectorOf(odd), quarters), packed, select);
+    }
+}
+
+template <int W>
+void packGroup(quint8 *bytes, const quint32 *items) noexcept
+{
+    __m512i group = _mm512_loadu_si512(items);
+    if constexpr (W < 32 && packsByWords<W>)
+        group = packGroupByWords<W>(group);
+    else if constexpr (W < 32)
+        group = packGroupByPairs<W>(group);
+    _mm512_mask_storeu_epi8(bytes, groupBytes<W>, group);
+}
+
+template <int W>
+void packCycles(quint32 *words, const quint32 *, const quint32 *items, std::size_t cycles) noexcept
+{
+    auto *bytes = reinterpret_cast<quint8 *>(words);
+    for (; cycles > 0; --cycles) {
+        packGroup<W>(bytes, items);
+        packGroup<W>(bytes + 2 * W, items + groupLength);
+        bytes += 4 * W;
+        items += cycleLength;
+    }
+}
+
+template <std::size_t... Index>
+constexpr CycleKernels table(std::index_sequence<Index...>) noexcept
+{
+    return {{&unpackCycles<int(Index) + 1>...}, {&packCycles<int(Index) + 1>...}};
+}
+
+} // namespace
+
+namespace detail {
+constexpr CycleKernels avx512CycleKernels = table(std::make_index_sequence<widestItem>());
+}
+
+} // namespace kyv::compressor::internal
+
+#endif
