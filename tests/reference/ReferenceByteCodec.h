@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ReferenceByteModel.h"
+
+#include <QByteArray>
+
+namespace kyv::test::reference {
+
+/// A slow, literal encoder and decoder of the byte stream of docs/formats/bytes.md.
+///
+/// The size of the model's block and the order of the model are arguments, so that tests reach
+/// the paths that a block of 1 GiB hardly ever takes. The block is touched only where it is used.
+class ReferenceByteCodec
+{
+public:
+    explicit ReferenceByteCodec(int mebibytes = 1024, int order = 2);
+
+    /// The stream of \a input, cut at \a capacity bytes.
+    QByteArray encode(const QByteArray &input, qsizetype capacity);
+
+    /// The bytes of \a stream up to its end mark, or up to \a capacity bytes.
+    QByteArray decode(const QByteArray &stream, qsizetype capacity);
+
+    const RarePaths &rarePaths() const { return m_model.rarePaths(); }
+
+private:
+    // Range coder.
+    void encodeInterval(quint32 low, quint32 high, quint32 total);
+    quint32 decodeCount(quint32 total);
+    void takeInterval(quint32 low, quint32 high);
+    void cutTo(quint32 total);
+    void normalise();
+    void shift();
+
+    bool encodeSymbol(int symbol);
+    bool encodeMasked(int symbol);
+    int decodeSymbol();
+    int decodeMasked();
+
+    ReferenceByteModel m_model;
+    bool m_encoding = true;
+    quint32 m_low = 0;
+    quint32 m_range = 0;
+    quint32 m_code = 0;
+
+    quint32 nextByte();
+    void put(quint32 byte);
+
+    QByteArray m_stream;
+    qsizetype m_position = 0;
+    qsizetype m_capacity = 0;
+};
+
+} // namespace kyv::test::reference
