@@ -1,0 +1,198 @@
+// The seldom half of the byte model: start and restart, rescale, and state arrays that move.
+
+#include "internal/PpmdModel.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+
+namespace kyv::compressor::internal {
+
+using namespace ppmd;
+
+namespace {
+
+/// All 256 symbols in order and a frequency of 1 for each: the root's array up to its successors.
+constexpr std::array<quint8, 512> initialRootStates = [] {
+    std::array<quint8, 512> bytes{};
+    for (size_t i = 0; i < 256; ++i) {
+        bytes[i] = quint8(i);
+        bytes[256 + i] = 1;
+    }
+    return bytes;
+}();
+
+/// Moves element \a from of three parallel arrays to place \a to, \a to <= \a from, and those
+/// between up by one.
+void moveForward(const StateArray &states, int from, int to) noexcept
+{
+    std::rotate(states.symbols + to, states.symbols + from, states.symbols + from + 1);
+    std::rotate(states.freqs + to, states.freqs + from, states.freqs + from + 1);
+    std::rotate(states.successors + to, states.successors + from, states.successors + from + 1);
+}
+
+} // namespace
+
+PpmdModel::PpmdModel(ModelMemory::Block memory, int order) noexcept
+    : units(memory)
+    , maxOrder(order)
+    , initialRunLength(-std::min(order, 13))
+{
+    Q_ASSERT(order >= 2 && order <= orderLimit);
+    start();
+}
+
+PpmdEvents PpmdModel::events() const noexcept
+{
+    PpmdEvents all = m_events;
+    all.gluings = units.gluingCount();
+    all.carves = units.carveCount();
+    return all;
+}
+
+void PpmdModel::start() noexcept
+{
+    units.start();
+    orderFall = maxOrder;
+    runLength = initialRunLength;
+    previousSuccess = 0;
+    binSumm = initialBinaryTable;
+    seeContexts = initialSeeTable;
+
+    const quint32 root = units.allocateContext();
+    const quint32 array = units.allocate(statsToIndex[255]);
+    maxContext = context(root);
+    *maxContext = {255, 0, 257, array, 0};
+    const StateArray all = states(maxContext);
+    std::memcpy(all.symbols, initialRootStates.data(), initialRootStates.size());
+    std::memset(all.successors, 0, 256 * sizeof *all.successors);
+}
+
+void PpmdModel::restart() noexcept
+{
+    ++m_events.restarts;
+    start();
+}
+
+StateRef PpmdModel::rescale(Context *c, int found) noexcept
+{
+    ++m_events.rescales;
+    const StateArray all = states(c);
+    const int numStats = c->numStats;
+    const quint32 adder = orderFall != 0 ? 1 : 0;
+    const bool boosted = (c->flags & boostedFlag) != 0;
+    c->flags &= boostedFlag | highOriginFlag;
+    moveForward(all, found, 0);
+
+    const quint32 oldSumm = c->summFreq;
+    const quint32 oldFirst = all.freqs[0];
+    quint32 escFreq = oldSumm - oldFirst;
+    quint32 summ = all.freqs[0] = quint8((oldFirst + adder) >> 1);
+    for (int i = 1; i <= numStats; ++i) {
+        escFreq -= all.freqs[i];
+        const quint8 freq = all.freqs[i] = quint8((all.freqs[i] + adder) >> 1);
+        summ += freq;
+        // Format: only the states behind the first set the flag again.
+        if (freq > 0 && all.symbols[i] >= highSymbol)
+            c->flags |= highSymbolFlag;
+        int place = i;
+        while (place > 0 && freq > all.freqs[place - 1])
+            --place;
+        if (place != i)
+            moveForward(all, i, place);
+    }
+
+    int left = numStats;
+    while (left > 0 && all.freqs[left] == 0)
+        --left;
+    if (left != numStats) {
+        escFreq += quint32(numStats - left);
+        if (left == 0) {
+            foldToBinary(c, numStats, escFreq);
+            return {c->singleFreq(), c->singleSuccessor()};
+        }
+        if (!moveStates(c, numStats, left, left + 1)) {
+            restart();
+            return {};
+        }
+        c->numStats = quint8(left);
+    }
+
+    summ += (escFreq + 1) >> 1;
+    const StateArray kept = states(c);
+    const quint32 newFirst = kept.freqs[0];
+    quint32 boost = 2;
+    if (orderFall != 0 || !boosted) {
+        const quint32 oldAll = oldSumm - escFreq;
+        const quint32 oldOthers = oldAll - oldFirst;
+        Q_ASSERT(oldOthers != 0);
+        if (oldOthers != 0)
+            boost = (summ * oldFirst - newFirst * oldAll - 1 + oldOthers) / oldOthers;
+        boost = std::clamp(boost, quint32(2), quint32(44));
+    }
+    kept.freqs[0] = quint8(newFirst + boost);
+    c->summFreq = quint16(summ + boost);
+    c->flags |= boostedFlag;
+    return {kept.freqs, kept.successors};
+}
+
+/// Leaves the first state alone in \a c and gives the array back.
+void PpmdModel::foldToBinary(Context *c, int oldNumStats, quint32 escFreq) noexcept
+{
+    ++m_events.rescalesToBinary;
+    const StateArray all = states(c);
+    const quint8 symbol = all.symbols[0];
+    const quint32 freq = std::min((2 * all.freqs[0] + escFreq - 1) / escFreq, quint32(41));
+    const quint32 successor = all.successors[0];
+    const quint32 array = c->stats;
+    c->numStats = 0;
+    c->flags &= highSymbolFlag | highOriginFlag;
+    *c->singleSymbol() = symbol;
+    *c->singleFreq() = quint8(freq);
+    *c->singleSuccessor() = successor;
+    units.release(array, statsToIndex[size_t(oldNumStats)]);
+}
+
+bool PpmdModel::expand(Context *c) noexcept
+{
+    const int numStats = c->numStats;
+    Q_ASSERT(numStats < 255); // a full context lacks no symbol
+    return numStats < 255 && moveStates(c, numStats, numStats + 1, numStats + 1);
+}
+
+/// Moves the first \a count states into a block for \a newNumStats, unless it has the same size.
+bool PpmdModel::moveStates(Context *c, int oldNumStats, int newNumStats, int count) noexcept
+{
+    const int oldIndex = statsToIndex[size_t(oldNumStats)];
+    const int newIndex = statsToIndex[size_t(newNumStats)];
+    if (oldIndex == newIndex)
+        return true;
+    const quint32 array = units.allocate(newIndex);
+    if (array == 0)
+        return false;
+    const StateArray from(units.at(c->stats), statsToCapacity[size_t(oldNumStats)]);
+    const StateArray to(units.at(array), statsToCapacity[size_t(newNumStats)]);
+    const size_t n = size_t(count);
+    std::memcpy(to.symbols, from.symbols, n);
+    std::memcpy(to.freqs, from.freqs, n);
+    std::memcpy(to.successors, from.successors, n * sizeof *to.successors);
+    units.release(c->stats, oldIndex);
+    c->stats = array;
+    return true;
+}
+
+bool PpmdModel::leaveBinary(Context *c) noexcept
+{
+    const quint32 array = units.allocate(0);
+    if (array == 0)
+        return false;
+    const StateArray states(units.at(array), statsToCapacity[1]);
+    const quint32 freq = *c->singleFreq();
+    states.symbols[0] = *c->singleSymbol();
+    states.freqs[0] = quint8(freq <= 41 ? 2 * freq - 1 : 109);
+    states.successors[0] = *c->singleSuccessor();
+    c->stats = array;
+    return true;
+}
+
+} // namespace kyv::compressor::internal
