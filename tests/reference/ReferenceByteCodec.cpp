@@ -1,15 +1,14 @@
-// The range coder and the two loops of the byte format. Encoder and decoder stand side by side;
+// The two loops of the byte format. Encoder and decoder stand side by side;
 // each pair divides the range in the same places and tells the model the same things.
 
 #include "ReferenceByteCodec.h"
+
+#include <algorithm>
 
 namespace kyv::test::reference {
 
 namespace {
 
-constexpr quint32 Top = 1u << 24;
-constexpr quint32 Bottom = 1u << 15;
-constexpr quint32 BinaryTotal = 1u << 14;
 constexpr quint32 StateSize = ReferenceByteModel::StateSize;
 constexpr int Escape = -1;
 
@@ -17,99 +16,30 @@ constexpr int Escape = -1;
 
 ReferenceByteCodec::ReferenceByteCodec(int mebibytes, int order)
     : m_model(mebibytes, order)
+    , m_coder(m_model.rarePaths().rangeCuts)
 {}
-
-// Bytes.
-
-void ReferenceByteCodec::put(quint32 byte)
-{
-    if (m_stream.size() < m_capacity)
-        m_stream.append(char(byte & 0xFF));
-}
-
-quint32 ReferenceByteCodec::nextByte()
-{
-    return m_position < m_stream.size() ? quint8(m_stream.at(m_position++)) : 0xFFFFFFFF;
-}
-
-// Range coder.
-
-void ReferenceByteCodec::shift()
-{
-    if (m_encoding)
-        put(m_low >> 24);
-    else
-        m_code = (m_code << 8) | nextByte();
-    m_range <<= 8;
-    m_low <<= 8;
-}
-
-void ReferenceByteCodec::normalise()
-{
-    for (;;) {
-        if ((m_low ^ (m_low + m_range)) >= Top) {
-            if (m_range >= Bottom)
-                return;
-            m_range = (0 - m_low) & (Bottom - 1);
-        }
-        shift();
-    }
-}
-
-void ReferenceByteCodec::cutTo(quint32 total)
-{
-    while (total > m_range) {
-        ++m_model.rarePaths().rangeCuts;
-        m_range = (0 - m_low) & 0xFFFF;
-        shift();
-    }
-}
-
-void ReferenceByteCodec::encodeInterval(quint32 low, quint32 high, quint32 total)
-{
-    cutTo(total);
-    m_range /= total;
-    takeInterval(low, high);
-}
-
-quint32 ReferenceByteCodec::decodeCount(quint32 total)
-{
-    cutTo(total);
-    m_range /= total;
-    return (m_code - m_low) / m_range;
-}
-
-void ReferenceByteCodec::takeInterval(quint32 low, quint32 high)
-{
-    m_low += low * m_range;
-    m_range *= high - low;
-}
 
 // Encoding.
 
 QByteArray ReferenceByteCodec::encode(const QByteArray &input, qsizetype capacity)
 {
-    m_encoding = true;
-    m_stream.clear();
-    m_capacity = capacity;
-    m_low = 0;
-    m_range = 0xFFFFFFFF;
+    QByteArray stream(std::max<qsizetype>(capacity, 0), Qt::Uninitialized);
+    m_coder.startEncoding(stream.data(), stream.size());
     m_model.start();
     for (qsizetype i = 0;; ++i) {
         const int symbol = i < input.size() ? quint8(input.at(i)) : Escape;
         m_model.beginSymbol();
         bool found = encodeSymbol(symbol);
         while (!found) {
-            normalise();
+            m_coder.normalise();
             if (!m_model.ascend()) {
-                for (int k = 24; k >= 0; k -= 8)
-                    put(m_low >> k);
-                return m_stream;
+                stream.resize(m_coder.flush());
+                return stream;
             }
             found = encodeMasked(symbol);
         }
         m_model.finishSymbol();
-        normalise();
+        m_coder.normalise();
     }
 }
 
@@ -120,8 +50,7 @@ bool ReferenceByteCodec::encodeSymbol(int symbol)
     if (m_model.isBinary()) {
         const quint32 p = m_model.binaryProbability();
         const bool hit = m_model.symbol(state) == symbol;
-        m_range >>= 14;
-        takeInterval(hit ? 0 : p, hit ? p : BinaryTotal);
+        m_coder.encodeBinary(p, hit);
         hit ? m_model.hitBinary() : m_model.missBinary();
         return hit;
     }
@@ -129,13 +58,13 @@ bool ReferenceByteCodec::encodeSymbol(int symbol)
     for (quint32 i = 0; i < m_model.stateCount(); ++i, state += StateSize) {
         const quint32 freq = m_model.freq(state);
         if (m_model.symbol(state) == symbol) {
-            encodeInterval(below, below + freq, m_model.total());
+            m_coder.encodeInterval(below, below + freq, m_model.total());
             m_model.hit(state);
             return true;
         }
         below += freq;
     }
-    encodeInterval(below, m_model.total(), m_model.total());
+    m_coder.encodeInterval(below, m_model.total(), m_model.total());
     m_model.miss();
     return false;
 }
@@ -158,11 +87,11 @@ bool ReferenceByteCodec::encodeMasked(int symbol)
         sum += m_model.freq(state);
     }
     if (found != None) {
-        encodeInterval(below, below + m_model.freq(found), sum + escape);
+        m_coder.encodeInterval(below, below + m_model.freq(found), sum + escape);
         m_model.hitMasked(found);
         return true;
     }
-    encodeInterval(sum, sum + escape, sum + escape);
+    m_coder.encodeInterval(sum, sum + escape, sum + escape);
     m_model.missMasked(sum + escape);
     return false;
 }
@@ -171,21 +100,14 @@ bool ReferenceByteCodec::encodeMasked(int symbol)
 
 QByteArray ReferenceByteCodec::decode(const QByteArray &stream, qsizetype capacity)
 {
-    m_encoding = false;
-    m_stream = stream;
-    m_position = 0;
-    m_low = 0;
-    m_range = 0xFFFFFFFF;
-    m_code = 0;
-    for (int i = 0; i < 4; ++i)
-        m_code = (m_code << 8) | nextByte();
+    m_coder.startDecoding(stream.constData(), stream.size());
     m_model.start();
     QByteArray result;
     for (;;) {
         m_model.beginSymbol();
         int symbol = decodeSymbol();
         while (symbol == Escape) {
-            normalise();
+            m_coder.normalise();
             if (!m_model.ascend())
                 return result;
             symbol = decodeMasked();
@@ -195,7 +117,7 @@ QByteArray ReferenceByteCodec::decode(const QByteArray &stream, qsizetype capaci
         if (result.size() >= capacity)
             return result;
         m_model.finishSymbol();
-        normalise();
+        m_coder.normalise();
     }
 }
 
@@ -205,25 +127,23 @@ int ReferenceByteCodec::decodeSymbol()
     if (m_model.isBinary()) {
         const quint32 p = m_model.binaryProbability();
         const int symbol = m_model.symbol(state);
-        m_range >>= 14;
-        const bool hit = m_code - m_low < m_range * p;
-        takeInterval(hit ? 0 : p, hit ? p : BinaryTotal);
+        const bool hit = m_coder.decodeBinary(p);
         hit ? m_model.hitBinary() : m_model.missBinary();
         return hit ? symbol : Escape;
     }
-    const quint32 count = decodeCount(m_model.total());
+    const quint32 count = m_coder.decodeCount(m_model.total());
     quint32 below = 0;
     for (quint32 i = 0; i < m_model.stateCount(); ++i, state += StateSize) {
         const quint32 freq = m_model.freq(state);
         if (count < below + freq) {
             const int symbol = m_model.symbol(state);
-            takeInterval(below, below + freq);
+            m_coder.takeInterval(below, below + freq);
             m_model.hit(state);
             return symbol;
         }
         below += freq;
     }
-    takeInterval(below, m_model.total());
+    m_coder.takeInterval(below, m_model.total());
     m_model.miss();
     return Escape;
 }
@@ -238,9 +158,9 @@ int ReferenceByteCodec::decodeMasked()
             sum += m_model.freq(state);
     }
     const quint32 total = sum + escape;
-    const quint32 count = decodeCount(total);
+    const quint32 count = m_coder.decodeCount(total);
     if (count >= sum) {
-        takeInterval(sum, total);
+        m_coder.takeInterval(sum, total);
         m_model.missMasked(total);
         return Escape;
     }
@@ -253,7 +173,7 @@ int ReferenceByteCodec::decodeMasked()
         below += m_model.freq(state);
     }
     const int symbol = m_model.symbol(state);
-    takeInterval(below, below + m_model.freq(state));
+    m_coder.takeInterval(below, below + m_model.freq(state));
     m_model.hitMasked(state);
     return symbol;
 }

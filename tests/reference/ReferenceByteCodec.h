@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ReferenceByteModel.h"
+#include "ReferenceRangeCoder.h"
 
 #include <QByteArray>
 
@@ -21,34 +22,17 @@ public:
     /// The bytes of \a stream up to its end mark, or up to \a capacity bytes.
     QByteArray decode(const QByteArray &stream, qsizetype capacity);
 
+    /// Counted since the codec was made.
     const RarePaths &rarePaths() const { return m_model.rarePaths(); }
 
 private:
-    // Range coder.
-    void encodeInterval(quint32 low, quint32 high, quint32 total);
-    quint32 decodeCount(quint32 total);
-    void takeInterval(quint32 low, quint32 high);
-    void cutTo(quint32 total);
-    void normalise();
-    void shift();
-
     bool encodeSymbol(int symbol);
     bool encodeMasked(int symbol);
     int decodeSymbol();
     int decodeMasked();
 
     ReferenceByteModel m_model;
-    bool m_encoding = true;
-    quint32 m_low = 0;
-    quint32 m_range = 0;
-    quint32 m_code = 0;
-
-    quint32 nextByte();
-    void put(quint32 byte);
-
-    QByteArray m_stream;
-    qsizetype m_position = 0;
-    qsizetype m_capacity = 0;
+    ReferenceRangeCoder m_coder;
 };
 
 } // namespace kyv::test::reference

@@ -3,9 +3,31 @@
 #include "ReferenceUnitAllocator.h"
 
 #include <array>
-#include <vector>
 
 namespace kyv::test::reference {
+
+inline constexpr quint32 MaxFreq = 124;
+
+/// The two quantizations of a count of states.
+struct Tables
+{
+    std::array<quint8, 256> binarySuffix{}; // NS2BSIndx
+    std::array<quint8, 260> quantized{};    // NS2Indx
+
+    constexpr Tables()
+    {
+        for (std::size_t n = 0; n < 256; ++n)
+            binarySuffix[n] = n == 0 ? 0 : n <= 2 ? 2 : n <= 28 ? 4 : 6;
+        for (std::size_t n = 0; n < 5; ++n)
+            quantized[n] = quint8(n);
+        for (std::size_t n = 5, value = 5, run = 1; n < 260; ++value, ++run) {
+            for (std::size_t k = 0; k < run && n < 260; ++k)
+                quantized[n++] = quint8(value);
+        }
+    }
+};
+
+inline constexpr Tables T;
 
 /// The context model of docs/formats/bytes.md, section by section.
 ///
@@ -106,5 +128,147 @@ private:
     SeeContext m_see[23][32] = {};
     SeeContext *m_selected = nullptr; // none for the dummy
 };
+
+// Coding in a context. What runs for every symbol stands here, so that a compiler can inline it.
+
+inline void ReferenceByteModel::beginSymbol()
+{
+    m_minContext = m_maxContext;
+    m_restored = false;
+}
+
+inline quint32 ReferenceByteModel::binaryProbability()
+{
+    const Offset state = firstState();
+    const int row = T.quantized[freq(state) - 1u];
+    const int column = T.binarySuffix[numStats(suffix(m_minContext))] + m_prevSuccess
+                       + flags(m_minContext) + ((m_runLength >> 26) & 32);
+    m_binary = &m_binSumm[row][column];
+    m_lastBinary = *m_binary;
+    return m_lastBinary;
+}
+
+inline void ReferenceByteModel::hitBinary()
+{
+    const Offset state = firstState();
+    *m_binary = quint16(m_lastBinary - ((m_lastBinary + 16) >> 7) + 128);
+    if (freq(state) < 196)
+        ++freq(state);
+    ++m_runLength;
+    m_prevSuccess = 1;
+    m_foundState = state;
+}
+
+inline void ReferenceByteModel::missBinary()
+{
+    *m_binary = quint16(m_lastBinary - ((m_lastBinary + 16) >> 7));
+    m_charMask[symbol(firstState())] = m_escCount;
+    m_numMasked = 0;
+    m_prevSuccess = 0;
+    m_foundState = None;
+}
+
+inline void ReferenceByteModel::hit(Offset state)
+{
+    m_foundState = state;
+    const bool first = state == stats(m_minContext);
+    if (first)
+        m_prevSuccess = 2u * freq(state) > summFreq(m_minContext) ? 1 : 0;
+    freq(state) = quint8(freq(state) + 4);
+    setSummFreq(m_minContext, summFreq(m_minContext) + 4u);
+    bool raised = first;
+    if (!first && freq(state) > freq(state - StateSize)) {
+        swapStates(state, state - StateSize);
+        m_foundState = state - StateSize;
+        raised = true; // only a state that moved up is tested
+    }
+    if (raised && freq(m_foundState) > MaxFreq)
+        rescale();
+}
+
+inline void ReferenceByteModel::miss()
+{
+    for (quint32 i = 0; i < stateCount(); ++i)
+        m_charMask[symbol(firstState() + i * StateSize)] = m_escCount;
+    m_numMasked = numStats(m_minContext);
+    m_prevSuccess = 0;
+    m_foundState = None;
+}
+
+inline bool ReferenceByteModel::ascend()
+{
+    do {
+        if (atRoot())
+            return false; // a root without a symbol left is passed over like any context
+        ++m_orderFall;
+        m_minContext = suffix(m_minContext);
+    } while (numStats(m_minContext) == m_numMasked);
+    if (atRoot())
+        ++m_rarePaths.rootEscapes;
+    return true;
+}
+
+inline quint32 ReferenceByteModel::selectEscapeFrequency()
+{
+    const int count = numStats(m_minContext);
+    m_selected = nullptr;
+    if (count == 255)
+        return 1;
+    const int row = T.quantized[std::size_t(count + 3)] - 4;
+    const int column = (summFreq(m_minContext) > 10 * (count + 1) ? 1 : 0)
+                       + (2 * count < numStats(suffix(m_minContext)) + m_numMasked ? 2 : 0)
+                       + flags(m_minContext);
+    m_selected = &m_see[row][column];
+    const quint32 frequency = m_selected->summ >> m_selected->shift;
+    m_selected->summ = quint16(m_selected->summ - frequency);
+    return frequency == 0 ? 1 : frequency;
+}
+
+inline void ReferenceByteModel::updateSee()
+{
+    SeeContext &see = *m_selected;
+    if (--see.count != 0)
+        return;
+    const int frequency = see.summ >> see.shift;
+    const int target = 7 - (frequency >= 41) - (frequency >= 281) - (frequency >= 1021);
+    if (target < see.shift) {
+        see.summ = quint16(see.summ >> 1);
+        --see.shift;
+    } else if (target > see.shift) {
+        see.summ = quint16(see.summ << 1);
+        ++see.shift;
+    }
+    see.count = quint8(6 << see.shift);
+}
+
+inline void ReferenceByteModel::hitMasked(Offset state)
+{
+    if (m_selected)
+        updateSee();
+    m_foundState = state;
+    freq(state) = quint8(freq(state) + 4);
+    setSummFreq(m_minContext, summFreq(m_minContext) + 4u);
+    if (freq(state) > MaxFreq)
+        rescale();
+    ++m_escCount;
+    m_runLength = m_initRl;
+}
+
+inline void ReferenceByteModel::missMasked(quint32 total)
+{
+    if (m_selected)
+        m_selected->summ = quint16(m_selected->summ + total);
+    for (quint32 i = 0; i < stateCount(); ++i)
+        m_charMask[symbol(firstState() + i * StateSize)] = m_escCount;
+    m_numMasked = numStats(m_minContext);
+}
+
+inline void ReferenceByteModel::swapStates(Offset a, Offset b)
+{
+    quint8 kept[StateSize];
+    std::memcpy(kept, &symbol(a), StateSize);
+    std::memcpy(&symbol(a), &symbol(b), StateSize);
+    std::memcpy(&symbol(b), kept, StateSize);
+}
 
 } // namespace kyv::test::reference
