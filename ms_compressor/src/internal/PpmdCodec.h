@@ -8,11 +8,14 @@ namespace kyv::compressor::internal {
 /// Codes bytes with the context model and the range coder, and brings them back.
 ///
 /// Everything is total: output that does not fit is dropped, input that ends early reads as set
-/// bits, and any input at all ends. Both operations start the model afresh in \c memory, so calls
-/// are independent.
+/// bits, and any input at all ends. Both operations start the model afresh in the memory, so
+/// calls are independent.
 class PpmdCodec
 {
 public:
+    /// How states are scanned. The bytes are the same on every path.
+    enum class Path { Portable, Avx2, Avx512 };
+
     struct Result
     {
         qint32 byteCount = 0; ///< Bytes stored in the output.
@@ -21,10 +24,15 @@ public:
 
     /// A codec of order \a maxOrder (2 to PpmdModel::orderLimit) that works in \a memory, which
     /// must hold at least 1 MiB and belong to the calling thread.
-    explicit PpmdCodec(ModelMemory::Block memory, int maxOrder = 2) noexcept
+    explicit PpmdCodec(ModelMemory::Block memory, int maxOrder = 2,
+                       Path path = fastestPath()) noexcept
         : m_memory(memory)
         , m_maxOrder(maxOrder)
+        , m_path(path)
     {}
+
+    /// The fastest path that this processor runs.
+    static Path fastestPath() noexcept;
 
     /// Codes the input and the end mark; at most \a capacity bytes are stored.
     ///
@@ -41,6 +49,7 @@ public:
 private:
     ModelMemory::Block m_memory;
     int m_maxOrder;
+    Path m_path;
 };
 
 } // namespace kyv::compressor::internal

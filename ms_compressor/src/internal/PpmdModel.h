@@ -37,11 +37,11 @@ public:
     /// What the rare paths did so far.
     PpmdEvents events() const noexcept;
 
-    ppmd::Context *context(quint32 offset) const noexcept
+    Q_ALWAYS_INLINE ppmd::Context *context(quint32 offset) const noexcept
     {
         return reinterpret_cast<ppmd::Context *>(units.at(offset));
     }
-    ppmd::StateArray states(const ppmd::Context *c) const noexcept
+    Q_ALWAYS_INLINE ppmd::StateArray states(const ppmd::Context *c) const noexcept
     {
         return {units.at(c->stats), ppmd::statsToCapacity[c->numStats]};
     }

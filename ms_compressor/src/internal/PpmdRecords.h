@@ -4,6 +4,8 @@
 
 #include <QtGlobal>
 
+#include <utility>
+
 namespace kyv::compressor::internal::ppmd {
 
 /// A context: the statistics of what followed the same last symbols. One unit of the block.
@@ -19,9 +21,9 @@ struct Context
     quint32 stats;    ///< The state array; in a binary context the successor of its state.
     quint32 suffix;   ///< The context that forgets the oldest symbol; 0 at the root.
 
-    quint8 *singleSymbol() noexcept { return reinterpret_cast<quint8 *>(this) + 2; }
-    quint8 *singleFreq() noexcept { return reinterpret_cast<quint8 *>(this) + 3; }
-    quint32 *singleSuccessor() noexcept { return &stats; }
+    Q_ALWAYS_INLINE quint8 *singleSymbol() noexcept { return reinterpret_cast<quint8 *>(this) + 2; }
+    Q_ALWAYS_INLINE quint8 *singleFreq() noexcept { return reinterpret_cast<quint8 *>(this) + 3; }
+    Q_ALWAYS_INLINE quint32 *singleSuccessor() noexcept { return &stats; }
 };
 static_assert(sizeof(Context) == unitSize);
 
@@ -36,11 +38,19 @@ struct StateArray
     quint8 *freqs;
     quint32 *successors;
 
-    StateArray(quint8 *block, int capacity) noexcept
+    Q_ALWAYS_INLINE StateArray(quint8 *block, int capacity) noexcept
         : symbols(block)
         , freqs(block + capacity)
         , successors(reinterpret_cast<quint32 *>(block + 2 * capacity))
     {}
+
+    /// Lets state \a i and the one before change places.
+    Q_ALWAYS_INLINE void swapWithPrevious(int i) const noexcept
+    {
+        std::swap(symbols[i], symbols[i - 1]);
+        std::swap(freqs[i], freqs[i - 1]);
+        std::swap(successors[i], successors[i - 1]);
+    }
 };
 
 /// A state wherever it lives: one of an array, or the single one of a binary context.
@@ -49,7 +59,7 @@ struct StateRef
     quint8 *freq = nullptr;
     quint32 *successor = nullptr;
 
-    explicit operator bool() const noexcept { return successor != nullptr; }
+    Q_ALWAYS_INLINE explicit operator bool() const noexcept { return successor != nullptr; }
 };
 
 } // namespace kyv::compressor::internal::ppmd

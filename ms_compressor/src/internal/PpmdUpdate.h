@@ -108,10 +108,7 @@ ppmd::StateRef PpmdUpdate<Scan>::raiseInSuffix(Context *suffix, quint8 symbol,
     int i = place(all, suffix, symbol);
     // Format: the swap comes before the raise.
     if (i != 0 && all.freqs[i] >= all.freqs[i - 1]) {
-        std::swap(all.symbols[i], all.symbols[i - 1]);
-        std::swap(all.freqs[i], all.freqs[i - 1]);
-        std::swap(all.successors[i], all.successors[i - 1]);
-        --i;
+        all.swapWithPrevious(i--);
     }
     if (all.freqs[i] < ppmd::maxFreq) {
         const int raise = freq < 32 ? 2 : 1;

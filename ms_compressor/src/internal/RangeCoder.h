@@ -2,30 +2,30 @@
 
 #include "internal/PpmdTables.h"
 
+#include <QtEndian>
 #include <QtGlobal>
+
+#include <bit>
 
 namespace kyv::compressor::internal {
 
 namespace ppmd {
 
+/// While low and low + range share their first byte, that byte can't change any more.
 inline constexpr quint32 rangeTop = quint32(1) << 24;
+/// A range below this is too coarse to be split.
 inline constexpr quint32 rangeBottom = quint32(1) << 15;
-
-/// True while the first byte of low can't change any more, or the range has become too small.
-Q_ALWAYS_INLINE bool firstByteIsSettled(quint32 low, quint32 range) noexcept
-{
-    return (low ^ (low + range)) < rangeTop;
-}
 
 } // namespace ppmd
 
 /// Turns intervals of counts into bytes, most significant byte first; the carry-less kind.
 ///
-/// Bytes past the capacity are dropped. See docs/formats/bytes.md, "Range coder".
+/// Bytes past the capacity are dropped. An object is meant to live in registers: a local of the
+/// coding loop whose address nobody takes. See docs/formats/bytes.md, "Range coder".
 class RangeEncoder
 {
 public:
-    RangeEncoder(quint8 *output, qint32 capacity) noexcept
+    Q_ALWAYS_INLINE RangeEncoder(quint8 *output, qint32 capacity) noexcept
         : m_output(output)
         , m_end(output + (capacity > 0 ? capacity : 0))
     {}
@@ -41,45 +41,64 @@ public:
         normalize();
     }
 
-    /// Codes whether the single symbol came, which has \a probability of 2^14.
-    Q_ALWAYS_INLINE void encodeBinary(bool hit, quint32 probability) noexcept
+    /// Codes that the single symbol came, which has \a probability of 2^14.
+    Q_ALWAYS_INLINE void encodeHit(quint32 probability) noexcept
+    {
+        m_range = (m_range >> ppmd::binaryTotalBits) * probability;
+        normalize();
+    }
+    /// Codes that the single symbol did not come.
+    Q_ALWAYS_INLINE void encodeMiss(quint32 probability) noexcept
     {
         const quint32 step = m_range >> ppmd::binaryTotalBits;
-        const quint32 part = step * probability;
-        m_low += hit ? 0 : part;
-        m_range = hit ? part : (step << ppmd::binaryTotalBits) - part;
+        m_low += step * probability;
+        m_range = step * ((1u << ppmd::binaryTotalBits) - probability);
         normalize();
     }
 
     /// Writes the four bytes of low; the end of the stream.
-    void flush() noexcept
+    Q_ALWAYS_INLINE void flush() noexcept
     {
-        for (int i = 0; i < 4; ++i) {
-            write(m_low >> 24);
-            m_low <<= 8;
-        }
+        for (int i = 0; i < 4; ++i)
+            shift();
     }
 
-    quint8 *position() const noexcept { return m_output; }
+    /// Where the next byte goes.
+    Q_ALWAYS_INLINE quint8 *position() const noexcept { return m_output; }
 
 private:
-    Q_ALWAYS_INLINE void write(quint32 byte) noexcept
-    {
-        if (m_output != m_end)
-            *m_output++ = quint8(byte);
-    }
-
     Q_ALWAYS_INLINE void shift() noexcept
     {
-        write(m_low >> 24);
+        if (m_output != m_end)
+            *m_output++ = quint8(m_low >> 24);
         m_range <<= 8;
         m_low <<= 8;
     }
 
+    /// Writes all settled bytes at once; after that the first byte is unsettled.
     Q_ALWAYS_INLINE void normalize() noexcept
     {
+        const quint32 unsettled = m_low ^ (m_low + m_range);
+        if (unsettled < ppmd::rangeTop) {
+            if (m_end - m_output < 4) [[unlikely]] {
+                normalizeBytewise();
+                return;
+            }
+            const int bytes = std::countl_zero(unsettled) / 8; // 1 to 3, for the range is not 0
+            qToBigEndian(m_low, m_output);
+            m_output += bytes;
+            m_low <<= 8 * bytes;
+            m_range <<= 8 * bytes;
+        }
+        if (m_range < ppmd::rangeBottom) [[unlikely]]
+            normalizeBytewise();
+    }
+
+    /// The definition.
+    Q_ALWAYS_INLINE void normalizeBytewise() noexcept
+    {
         while (true) {
-            if (!ppmd::firstByteIsSettled(m_low, m_range)) {
+            if ((m_low ^ (m_low + m_range)) >= ppmd::rangeTop) {
                 if (m_range >= ppmd::rangeBottom)
                     return;
                 m_range = (0 - m_low) & (ppmd::rangeBottom - 1);
@@ -90,7 +109,7 @@ private:
 
     /// Format: a total above the range cuts the range once more, one bit wider than
     /// normalization does, so that no step is 0.
-    void widen(quint32 total) noexcept
+    Q_ALWAYS_INLINE void widen(quint32 total) noexcept
     {
         while (total > m_range) {
             m_range = (0 - m_low) & 0xFFFF;
@@ -106,62 +125,93 @@ private:
 
 /// Finds the intervals again: the mirror of RangeEncoder.
 ///
-/// Past the end of the input every read sets all bits of the code.
+/// It keeps how far the code lies above low, which is all that decoding asks. Past the end of the
+/// input every read sets all bits of the code.
 class RangeDecoder
 {
 public:
-    RangeDecoder(const quint8 *input, qint32 length) noexcept
+    Q_ALWAYS_INLINE RangeDecoder(const quint8 *input, qint32 length) noexcept
         : m_input(input)
         , m_end(input + (length > 0 ? length : 0))
     {
         for (int i = 0; i < 4; ++i)
-            m_code = (m_code << 8) | read();
+            shift();
+        m_range = 0xFFFFFFFF;
     }
 
-    /// Splits the range in \a total (1 to 65535) parts and returns where the code falls; a damaged
-    /// stream may answer \a total and more.
-    Q_ALWAYS_INLINE quint32 count(quint32 total) noexcept
+    /// Splits the range in \a total (1 to 65535) parts, for the operations below.
+    Q_ALWAYS_INLINE void split(quint32 total) noexcept
     {
         if (total > m_range) [[unlikely]]
             widen(total);
         m_range /= total;
-        return (m_code - m_low) / m_range;
     }
-
-    /// Takes the interval [\a below, \a below + \a width) of the last count().
+    /// True if the code falls into the first \a width parts.
+    Q_ALWAYS_INLINE bool isBelow(quint32 width) const noexcept { return m_ahead < m_range * width; }
+    /// The part into which the code falls; a damaged stream may answer the total and more.
+    Q_ALWAYS_INLINE quint32 count() const noexcept { return m_ahead / m_range; }
+    /// Takes the parts [\a below, \a below + \a width).
     Q_ALWAYS_INLINE void take(quint32 below, quint32 width) noexcept
     {
         m_low += below * m_range;
+        m_ahead -= below * m_range;
         m_range *= width;
         normalize();
     }
 
-    /// Answers whether the single symbol came, which has \a probability of 2^14.
-    Q_ALWAYS_INLINE bool decodeBinary(quint32 probability) noexcept
+    /// Answers whether the single symbol came, which has \a probability of 2^14; hit() or miss()
+    /// with the same probability has to follow.
+    Q_ALWAYS_INLINE bool isHit(quint32 probability) const noexcept
+    {
+        return m_ahead < (m_range >> ppmd::binaryTotalBits) * probability;
+    }
+    Q_ALWAYS_INLINE void hit(quint32 probability) noexcept
+    {
+        m_range = (m_range >> ppmd::binaryTotalBits) * probability;
+        normalize();
+    }
+    Q_ALWAYS_INLINE void miss(quint32 probability) noexcept
     {
         const quint32 step = m_range >> ppmd::binaryTotalBits;
-        const quint32 part = step * probability;
-        const bool hit = m_code - m_low < part;
-        m_low += hit ? 0 : part;
-        m_range = hit ? part : (step << ppmd::binaryTotalBits) - part;
+        m_low += step * probability;
+        m_ahead -= step * probability;
+        m_range = step * ((1u << ppmd::binaryTotalBits) - probability);
         normalize();
-        return hit;
     }
 
 private:
-    Q_ALWAYS_INLINE quint32 read() noexcept { return m_input != m_end ? *m_input++ : 0xFFFFFFFF; }
-
     Q_ALWAYS_INLINE void shift() noexcept
     {
-        m_code = (m_code << 8) | read();
         m_range <<= 8;
         m_low <<= 8;
+        // Format: a missing byte makes the code all ones, whatever it was.
+        m_ahead = m_input != m_end ? (m_ahead << 8) | *m_input++ : 0xFFFFFFFF - m_low;
     }
 
+    /// See RangeEncoder::normalize().
     Q_ALWAYS_INLINE void normalize() noexcept
     {
+        const quint32 unsettled = m_low ^ (m_low + m_range);
+        if (unsettled < ppmd::rangeTop) {
+            if (m_end - m_input < 4) [[unlikely]] {
+                normalizeBytewise();
+                return;
+            }
+            const int bytes = std::countl_zero(unsettled) / 8;
+            const quint32 next = qFromBigEndian<quint32>(m_input);
+            m_ahead = (m_ahead << (8 * bytes)) | (next >> (32 - 8 * bytes));
+            m_input += bytes;
+            m_low <<= 8 * bytes;
+            m_range <<= 8 * bytes;
+        }
+        if (m_range < ppmd::rangeBottom) [[unlikely]]
+            normalizeBytewise();
+    }
+
+    Q_ALWAYS_INLINE void normalizeBytewise() noexcept
+    {
         while (true) {
-            if (!ppmd::firstByteIsSettled(m_low, m_range)) {
+            if ((m_low ^ (m_low + m_range)) >= ppmd::rangeTop) {
                 if (m_range >= ppmd::rangeBottom)
                     return;
                 m_range = (0 - m_low) & (ppmd::rangeBottom - 1);
@@ -171,7 +221,7 @@ private:
     }
 
     /// Format: see RangeEncoder::widen().
-    void widen(quint32 total) noexcept
+    Q_ALWAYS_INLINE void widen(quint32 total) noexcept
     {
         while (total > m_range) {
             m_range = (0 - m_low) & 0xFFFF;
@@ -180,8 +230,8 @@ private:
     }
 
     quint32 m_low = 0;
-    quint32 m_range = 0xFFFFFFFF;
-    quint32 m_code = 0;
+    quint32 m_range = 0;
+    quint32 m_ahead = 0; ///< The code, counted from low.
     const quint8 *m_input;
     const quint8 *m_end;
 };

@@ -13,15 +13,15 @@ struct ScanHit
     quint32 below;
 };
 
-/// The symbols that are ruled out while one symbol is coded: a byte each, 0 once ruled out.
-struct SymbolMask
+/// Frequencies of a context without those of the symbols that are ruled out.
+struct MaskedFreqs
 {
-    alignas(64) quint8 allowed[256];
+    alignas(64) quint8 freqs[256];
 };
 
 /// Searches and sums over the arrays of a context, one state at a time: the definition.
 ///
-/// The vector paths have the same operations. They may read up to 63 bytes past \a count, but
+/// The vector paths have the same operations. They may read up to 63 bytes past the states, but
 /// what is there changes nothing.
 struct PortableScan
 {
@@ -56,29 +56,18 @@ struct PortableScan
         return {count, below};
     }
 
-    /// Allows every symbol.
-    static void clear(SymbolMask &mask) noexcept
+    /// Copies the frequencies to \a masked, with 0 for each symbol that is among \a ruledOut, and
+    /// returns their sum.
+    static quint32 mask(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
+                        const quint8 *freqs, int count, MaskedFreqs &masked) noexcept
     {
-        std::memset(mask.allowed, 0xFF, sizeof mask.allowed);
-    }
-
-    /// Rules out the given symbols.
-    static void ruleOut(SymbolMask &mask, const quint8 *symbols, int count) noexcept
-    {
-        for (int i = 0; i < count; ++i)
-            mask.allowed[symbols[i]] = 0;
-    }
-
-    /// Copies the frequencies with 0 for each ruled out symbol, and returns their sum.
-    ///
-    /// \a masked has room for 256 frequencies and is filled up to a multiple of 64.
-    static quint32 masked(const SymbolMask &mask, const quint8 *symbols, const quint8 *freqs,
-                          int count, quint8 *masked) noexcept
-    {
+        bool isRuledOut[256] = {};
+        for (int i = 0; i < ruledOutCount; ++i)
+            isRuledOut[ruledOut[i]] = true;
         quint32 total = 0;
         for (int i = 0; i < count; ++i) {
-            masked[i] = freqs[i] & mask.allowed[symbols[i]];
-            total += masked[i];
+            masked.freqs[i] = isRuledOut[symbols[i]] ? 0 : freqs[i];
+            total += masked.freqs[i];
         }
         return total;
     }

@@ -108,7 +108,7 @@ private:
         Offset head;
     };
 
-    FreeBlock *freeBlock(Offset offset) const noexcept
+    Q_ALWAYS_INLINE FreeBlock *freeBlock(Offset offset) const noexcept
     {
         return reinterpret_cast<FreeBlock *>(at(offset));
     }
