@@ -31,6 +31,35 @@ void moveForward(const StateArray &states, int from, int to) noexcept
     std::rotate(states.successors + to, states.successors + from, states.successors + from + 1);
 }
 
+/// Copies \a bytes bytes in steps of \a Step; those past the end fall behind the destination.
+template <size_t Step>
+void copySteps(quint8 *to, const quint8 *from, size_t bytes) noexcept
+{
+    for (size_t i = 0; i < bytes; i += Step)
+        std::memcpy(to + i, from + i, Step);
+}
+
+/// Copies the first \a count states, 2 at least.
+///
+/// The steps are few because the longer of two symbol or frequency arrays always ends in the
+/// successors of its own block; these are copied last, and to the byte.
+void copyStates(const StateArray &from, const StateArray &to, size_t count) noexcept
+{
+    if (count <= 8) {
+        copySteps<4>(to.symbols, from.symbols, count);
+        copySteps<4>(to.freqs, from.freqs, count);
+    } else {
+        copySteps<16>(to.symbols, from.symbols, count);
+        copySteps<16>(to.freqs, from.freqs, count);
+    }
+    const auto successors = reinterpret_cast<quint8 *>(to.successors);
+    const auto oldSuccessors = reinterpret_cast<const quint8 *>(from.successors);
+    const size_t bytes = count * sizeof *to.successors;
+    const size_t most = bytes / 16 * 16;
+    copySteps<16>(successors, oldSuccessors, most);
+    copySteps<4>(successors + most, oldSuccessors + most, bytes - most);
+}
+
 } // namespace
 
 PpmdModel::PpmdModel(ModelMemory::Block memory, int order) noexcept
@@ -111,7 +140,7 @@ StateRef PpmdModel::rescale(Context *c, int found) noexcept
             foldToBinary(c, numStats, escFreq);
             return {c->singleFreq(), c->singleSuccessor()};
         }
-        if (!moveStates(c, numStats, left, left + 1)) {
+        if (!resize(c, numStats, left)) {
             restart();
             return {};
         }
@@ -157,11 +186,11 @@ bool PpmdModel::expand(Context *c) noexcept
 {
     const int numStats = c->numStats;
     Q_ASSERT(numStats < 255); // a full context lacks no symbol
-    return numStats < 255 && moveStates(c, numStats, numStats + 1, numStats + 1);
+    return numStats < 255 && resize(c, numStats, numStats + 1);
 }
 
-/// Moves the first \a count states into a block for \a newNumStats, unless it has the same size.
-bool PpmdModel::moveStates(Context *c, int oldNumStats, int newNumStats, int count) noexcept
+/// Moves the states into a block for \a newNumStats, unless it has the same size.
+bool PpmdModel::resize(Context *c, int oldNumStats, int newNumStats) noexcept
 {
     const int oldIndex = statsToIndex[size_t(oldNumStats)];
     const int newIndex = statsToIndex[size_t(newNumStats)];
@@ -172,10 +201,8 @@ bool PpmdModel::moveStates(Context *c, int oldNumStats, int newNumStats, int cou
         return false;
     const StateArray from(units.at(c->stats), statsToCapacity[size_t(oldNumStats)]);
     const StateArray to(units.at(array), statsToCapacity[size_t(newNumStats)]);
-    const size_t n = size_t(count);
-    std::memcpy(to.symbols, from.symbols, n);
-    std::memcpy(to.freqs, from.freqs, n);
-    std::memcpy(to.successors, from.successors, n * sizeof *to.successors);
+    const size_t count = size_t(std::min(oldNumStats, newNumStats) + 1);
+    copyStates(from, to, count);
     units.release(c->stats, oldIndex);
     c->stats = array;
     return true;

@@ -77,7 +77,7 @@ public:
 private:
     void start() noexcept;
     void foldToBinary(ppmd::Context *c, int oldNumStats, quint32 escFreq) noexcept;
-    bool moveStates(ppmd::Context *c, int oldNumStats, int newNumStats, int count) noexcept;
+    bool resize(ppmd::Context *c, int oldNumStats, int newNumStats) noexcept;
 
     PpmdEvents m_events;
 };
