@@ -54,7 +54,7 @@ void ReferenceByteModel::startTables()
 {
     for (int row = 0; row < 25; ++row) {
         int first = 0;
-        while (T.quantized[std::size_t(first)] <= row)
+        while (quantizers.count[std::size_t(first)] <= row)
             ++first;
         for (int column = 0; column < 64; ++column) {
             int sum = 0;
@@ -277,7 +277,7 @@ bool ReferenceByteModel::makeRoom(Offset context)
                 return false;
             setStats(context, larger);
         }
-        setSummFreq(context, summFreq(context) + (T.quantized[ns + 4] >> 3u));
+        setSummFreq(context, summFreq(context) + (quantizers.count[ns + 4] >> 3u));
         return true;
     }
     const Offset states = m_units.allocateUnits(1);
@@ -286,7 +286,7 @@ bool ReferenceByteModel::makeRoom(Offset context)
     m_units.copy(states, context + 2, StateSize);
     setStats(context, states);
     freq(states) = quint8(freq(states) <= 41 ? 2 * freq(states) - 1 : 109);
-    const int escape = ExpEscape[T.quantized[m_lastBinary >> 8]];
+    const int escape = ExpEscape[quantizers.count[m_lastBinary >> 8]];
     setSummFreq(context, freq(states) + quint32(escape) + (ns > 1 ? 1 : 0));
     return true;
 }

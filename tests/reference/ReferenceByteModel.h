@@ -9,25 +9,25 @@ namespace kyv::test::reference {
 inline constexpr quint32 MaxFreq = 124;
 
 /// The two quantizations of a count of states.
-struct Tables
+struct Quantizers
 {
-    std::array<quint8, 256> binarySuffix{}; // NS2BSIndx
-    std::array<quint8, 260> quantized{};    // NS2Indx
+    std::array<quint8, 256> suffix{}; // NS2BSIndx
+    std::array<quint8, 260> count{};  // NS2Indx
 
-    constexpr Tables()
+    constexpr Quantizers()
     {
         for (std::size_t n = 0; n < 256; ++n)
-            binarySuffix[n] = n == 0 ? 0 : n <= 2 ? 2 : n <= 28 ? 4 : 6;
+            suffix[n] = n == 0 ? 0 : n <= 2 ? 2 : n <= 28 ? 4 : 6;
         for (std::size_t n = 0; n < 5; ++n)
-            quantized[n] = quint8(n);
+            count[n] = quint8(n);
         for (std::size_t n = 5, value = 5, run = 1; n < 260; ++value, ++run) {
             for (std::size_t k = 0; k < run && n < 260; ++k)
-                quantized[n++] = quint8(value);
+                count[n++] = quint8(value);
         }
     }
 };
 
-inline constexpr Tables T;
+inline constexpr Quantizers quantizers;
 
 /// The context model of docs/formats/bytes.md, section by section.
 ///
@@ -140,8 +140,8 @@ inline void ReferenceByteModel::beginSymbol()
 inline quint32 ReferenceByteModel::binaryProbability()
 {
     const Offset state = firstState();
-    const int row = T.quantized[freq(state) - 1u];
-    const int column = T.binarySuffix[numStats(suffix(m_minContext))] + m_prevSuccess
+    const int row = quantizers.count[freq(state) - 1u];
+    const int column = quantizers.suffix[numStats(suffix(m_minContext))] + m_prevSuccess
                        + flags(m_minContext) + ((m_runLength >> 26) & 32);
     m_binary = &m_binSumm[row][column];
     m_lastBinary = *m_binary;
@@ -214,7 +214,7 @@ inline quint32 ReferenceByteModel::selectEscapeFrequency()
     m_selected = nullptr;
     if (count == 255)
         return 1;
-    const int row = T.quantized[std::size_t(count + 3)] - 4;
+    const int row = quantizers.count[std::size_t(count + 3)] - 4;
     const int column = (summFreq(m_minContext) > 10 * (count + 1) ? 1 : 0)
                        + (2 * count < numStats(suffix(m_minContext)) + m_numMasked ? 2 : 0)
                        + flags(m_minContext);
