@@ -2,9 +2,7 @@
 
 #include "BitFields.h"
 #include "PointBits.h"
-#include "ReferenceBitCompression.h"
-
-#include "internal/BitCompression.h"
+#include "PointsAgreement.h"
 
 #include <gtest/gtest.h>
 
@@ -35,16 +33,6 @@ inline QByteArray encoded(const QList<QPointF> &points)
     return payload.hasValue() ? payload.value() : QByteArray();
 }
 
-/// True if \a error is the one that the codec raises, at its recorded place.
-inline bool isInconsistentData(const Error &error)
-{
-    return error.code() == ErrorCode::InconsistentData
-           && error.message() == QStringLiteral("Inconsistent data.") && error.places().size() == 1
-           && error.places()[0].function.contains(QStringLiteral("BitCompression::decode"))
-           && error.places()[0].file == QStringLiteral("ms_compressor/src/internal/BitCompression")
-           && error.places()[0].line == 1045;
-}
-
 /// What the library's codec decodes, as exactText(), or inconsistentText.
 inline std::string decodedText(const QByteArray &payload)
 {
@@ -60,17 +48,6 @@ inline std::string referenceText(const QByteArray &payload)
 {
     const auto decoded = reference::decodeBitCompressed(payload);
     return decoded.points ? exactText(*decoded.points) : inconsistentText;
-}
-
-/// True if the codec and the reference give the same value or both the error; fast enough for
-/// millions of payloads.
-inline bool readersAgree(const QByteArray &payload)
-{
-    const auto points = compressor::internal::BitCompression().decode(payload);
-    const auto literal = reference::decodeBitCompressed(payload);
-    if (!points.hasValue())
-        return !literal.points && isInconsistentData(points.error());
-    return literal.points && sameBits(points.value(), *literal.points);
 }
 
 /// A payload written down field by field: \a orders has one digit a point, and each stream is

@@ -429,9 +429,9 @@ private:
 // Section 4.3: merging widths into groups.
 
 /// The position of the group behind the one at \a position; the list's size behind the last one.
-qsizetype behind(const QList<WidthGroup> &groups, qsizetype position)
+std::size_t behind(const std::vector<WidthGroup> &groups, std::size_t position)
 {
-    return position + groups[position].count;
+    return position + std::size_t(groups[position].count);
 }
 
 /// What joining two neighbours saves, from 1 to 10 bits; 0 if they do not qualify.
@@ -446,16 +446,16 @@ int gainOf(const WidthGroup &a, const WidthGroup &b)
 
 QList<WidthGroup> mergeWidths(const QList<int> &widths)
 {
-    QList<WidthGroup> groups;
+    std::vector<WidthGroup> groups;
     for (const int width : widths)
-        groups.append({1, width});
+        groups.push_back({1, width});
 
     int previousBest = 10;
-    qsizetype start = 0;
-    while (!groups.isEmpty()) {
+    std::size_t start = 0;
+    while (!groups.empty()) {
         int best = 0;
-        qsizetype chosen = -1;
-        for (qsizetype a = start; behind(groups, a) < groups.size(); a = behind(groups, a)) {
+        std::size_t chosen = 0;
+        for (std::size_t a = start; behind(groups, a) < groups.size(); a = behind(groups, a)) {
             const int gain = gainOf(groups[a], groups[behind(groups, a)]);
             if (gain > best) {
                 best = gain;
@@ -466,7 +466,7 @@ QList<WidthGroup> mergeWidths(const QList<int> &widths)
                 break;
         }
         // Format: section 4.3, a pass that finds nothing ends the merging, wherever it began.
-        if (chosen < 0)
+        if (best == 0)
             break;
         WidthGroup &a = groups[chosen];
         WidthGroup &b = groups[behind(groups, chosen)];
@@ -476,8 +476,10 @@ QList<WidthGroup> mergeWidths(const QList<int> &widths)
         start = behind(groups, chosen) < groups.size() ? chosen : 0;
     }
 
-    groups.removeIf([](const WidthGroup &group) { return group.count == 0; });
-    return groups;
+    QList<WidthGroup> merged;
+    for (std::size_t a = 0; a < groups.size(); a = behind(groups, a))
+        merged.append(groups[a]);
+    return merged;
 }
 
 namespace {

@@ -245,7 +245,7 @@ double yValue(YKind kind, SeededRandom &random, qsizetype i, quint64 common)
         return 0.0;
     case YKind::ZeroRuns:
         return ((common >> (quint64(i) / (1 + common % 23) % 64)) & 1) ? double(random.ofWidth(12))
-                                                                      : 0.0;
+                                                                       : 0.0;
     case YKind::Alternating:
         return i % 2 == 0 ? -0.0 : double(random.next() >> 30);
     case YKind::Equal:
@@ -265,19 +265,20 @@ double yValue(YKind kind, SeededRandom &random, qsizetype i, quint64 common)
 
 const char *name(XKind kind)
 {
-    constexpr std::array names{"LinearGrid",   "TimeOfFlight",  "Orbitrap",      "SparseProfile",
-                               "Centroid",     "Float32Centroid", "Decimals",    "Equal",
-                               "NearlyEqual",  "UnlikeSigns",   "ThroughZero",   "Negative",
-                               "AnyPatterns",  "AnyPositive",   "SortedPatterns", "SmallPatterns",
-                               "BentPatterns", "Descending",    "SharedLowBits"};
+    constexpr std::array names{"LinearGrid",   "TimeOfFlight",    "Orbitrap",       "SparseProfile",
+                               "Centroid",     "Float32Centroid", "Decimals",       "Equal",
+                               "NearlyEqual",  "UnlikeSigns",     "ThroughZero",    "Negative",
+                               "AnyPatterns",  "AnyPositive",     "SortedPatterns", "SmallPatterns",
+                               "BentPatterns", "Descending",      "SharedLowBits"};
     static_assert(names.size() == xKindCount);
     return names[std::size_t(kind)];
 }
 
 const char *name(YKind kind)
 {
-    constexpr std::array names{"Counts",      "Floats", "Doubles",     "Zeros",         "ZeroRuns",
-                               "Alternating", "Equal",  "AnyPatterns", "NearFloatEnds", "SharedBits"};
+    constexpr std::array names{"Counts",        "Floats",      "Doubles", "Zeros",
+                               "ZeroRuns",      "Alternating", "Equal",   "AnyPatterns",
+                               "NearFloatEnds", "SharedBits"};
     static_assert(names.size() == yKindCount);
     return names[std::size_t(kind)];
 }

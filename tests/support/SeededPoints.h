@@ -30,25 +30,25 @@ private:
 
 /// How x runs in a generated list.
 enum class XKind {
-    LinearGrid,       ///< A constant step, by addition; the rounding makes it uneven.
-    TimeOfFlight,     ///< Squares of a linear grid, as a time-of-flight axis has them.
-    Orbitrap,         ///< A step that grows with x.
-    SparseProfile,    ///< A grid with gaps.
-    Centroid,         ///< Ascending, random steps.
-    Float32Centroid,  ///< The same, narrowed to single precision.
-    Decimals,         ///< Ascending, rounded to thousandths.
-    Equal,            ///< One value.
-    NearlyEqual,      ///< One value, and another one at the end.
-    UnlikeSigns,      ///< Random signs.
-    ThroughZero,      ///< Ascending from negative to positive.
-    Negative,         ///< Ascending, all negative.
-    AnyPatterns,      ///< Any bits, both signs: NaNs, infinities, subnormals.
-    AnyPositive,      ///< Any bits but the sign.
-    SortedPatterns,   ///< The same, ascending.
-    SmallPatterns,    ///< Patterns of a few bits: many short residuals.
-    BentPatterns,     ///< Third differences of all widths: many groups to merge.
-    Descending,       ///< A grid from its end.
-    SharedLowBits,    ///< Patterns that differ in a few middle bits.
+    LinearGrid,      ///< A constant step, by addition; the rounding makes it uneven.
+    TimeOfFlight,    ///< Squares of a linear grid, as a time-of-flight axis has them.
+    Orbitrap,        ///< A step that grows with x.
+    SparseProfile,   ///< A grid with gaps.
+    Centroid,        ///< Ascending, random steps.
+    Float32Centroid, ///< The same, narrowed to single precision.
+    Decimals,        ///< Ascending, rounded to thousandths.
+    Equal,           ///< One value.
+    NearlyEqual,     ///< One value, and another one at the end.
+    UnlikeSigns,     ///< Random signs.
+    ThroughZero,     ///< Ascending from negative to positive.
+    Negative,        ///< Ascending, all negative.
+    AnyPatterns,     ///< Any bits, both signs: NaNs, infinities, subnormals.
+    AnyPositive,     ///< Any bits but the sign.
+    SortedPatterns,  ///< The same, ascending.
+    SmallPatterns,   ///< Patterns of a few bits: many short residuals.
+    BentPatterns,    ///< Third differences of all widths: many groups to merge.
+    Descending,      ///< A grid from its end.
+    SharedLowBits,   ///< Patterns that differ in a few middle bits.
 };
 inline constexpr int xKindCount = 19;
 
