@@ -65,7 +65,7 @@ const IntensityKernels plainIntensityKernels{
     "plain", scanDifferences, findRange, quantize, dequantize,
 };
 
-#ifdef KYV_INTENSITY_VECTOR_KERNELS
+#ifdef KYV_HAS_AVX512
 extern const IntensityKernels avx2IntensityKernels;
 extern const IntensityKernels avx512IntensityKernels;
 #endif
@@ -74,7 +74,7 @@ std::span<const IntensityKernels *const> availableIntensityKernels()
 {
     static const std::vector<const IntensityKernels *> available = [] {
         std::vector<const IntensityKernels *> sets{&plainIntensityKernels};
-#ifdef KYV_INTENSITY_VECTOR_KERNELS
+#ifdef KYV_HAS_AVX512
         if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
             sets.push_back(&avx2IntensityKernels);
         if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")

@@ -5,7 +5,7 @@
 
 #include "internal/PpmdPaths.h"
 
-#ifdef KYV_HAS_AVX2_PATH
+#ifdef KYV_HAS_AVX2
 
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"

@@ -5,7 +5,7 @@
 
 #include "internal/PpmdPaths.h"
 
-#ifdef KYV_HAS_AVX512_PATH
+#ifdef KYV_HAS_AVX512
 
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"
