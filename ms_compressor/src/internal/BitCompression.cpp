@@ -20,6 +20,7 @@
 #include "Logging.h"
 #include "PatternPredictor.h"
 #include "WidthGroups.h"
+#include "XStream.h"
 
 #include <QVarLengthArray>
 #include <QtEndian>
@@ -33,18 +34,6 @@ namespace {
 
 [[maybe_unused]] const QLoggingCategory &genericCategory =
     loggingCategory("kyv.generic", QtDebugMsg, true);
-
-constexpr quint64 headerSize = 8;
-
-constexpr quint64 orderCodesSize(quint64 pointCount) noexcept
-{
-    return pointCount / 4 + (pointCount % 4 != 0 ? 1 : 0);
-}
-
-constexpr quint64 xStreamOffset(quint64 pointCount) noexcept
-{
-    return headerSize + orderCodesSize(pointCount);
-}
 
 quint64 xPattern(const QPointF &point) noexcept
 {
@@ -101,7 +90,7 @@ class OrderCodes
 {
 public:
     explicit OrderCodes(qsizetype pointCount)
-        : m_bytes(qsizetype(orderCodesSize(quint64(pointCount))))
+        : m_bytes(qsizetype(PointsPayload::orderCodesSize(quint64(pointCount))))
     {
         std::fill(m_bytes.begin(), m_bytes.end(), uchar(0));
     }
@@ -155,7 +144,7 @@ qsizetype reservedSize(qsizetype count) noexcept
                                     + 39;          // y: half a block of two, which takes 77
     constexpr qsizetype roundingBits = 3 * 8;      // order codes, x stream and y stream
     constexpr qsizetype wordBits = 2 * 64;         // the open word, and one that is just entered
-    return qsizetype(headerSize) + (headerBits + roundingBits + wordBits) / 8
+    return qsizetype(PointsPayload::headerSize) + (headerBits + roundingBits + wordBits) / 8
            + count * pointBits / 8 + 1;
 }
 
@@ -165,90 +154,22 @@ qsizetype reservedSize(qsizetype count) noexcept
 
 namespace {
 
-/// A payload whose header holds together.
-struct Payload
-{
-    const uchar *bytes;
-    quint64 size;
-    quint32 pointCount;
-    quint32 yOffset;
-
-    PredictorOrder order(quint64 point) const noexcept
-    {
-        return (bytes[headerSize + point / 4] >> (6 - point % 4 * 2)) & 3;
-    }
-};
-
 /// Reads the header; false if its numbers cannot be true of a payload of this size.
-bool readHeader(const QByteArray &data, Payload &payload) noexcept
+bool readHeader(const QByteArray &data, PointsPayload &payload) noexcept
 {
     payload.bytes = reinterpret_cast<const uchar *>(data.constData());
     payload.size = quint64(data.size());
-    if (payload.size < headerSize)
+    if (payload.size < PointsPayload::headerSize)
         return false;
     payload.pointCount = qFromLittleEndian<quint32>(payload.bytes);
     payload.yOffset = qFromLittleEndian<quint32>(payload.bytes + 4);
-    return payload.pointCount > 0 && payload.yOffset >= xStreamOffset(payload.pointCount)
+    return payload.pointCount > 0 && payload.yOffset >= PointsPayload::xOffset(payload.pointCount)
            && payload.yOffset < payload.size;
-}
-
-/// The bits that all x patterns share, as the decoder reads them.
-struct SharedBits
-{
-    unsigned trailing; // T: 0 to 63
-    quint64 bits;      // prefix and trailing bits in place
-    bool mayRunOut;    // x reads past the payload's end give zero bits
-};
-
-SharedBits readSharedBits(BitReader &reader, quint32 pointCount) noexcept
-{
-    SharedBits shared;
-    const unsigned leading = unsigned(reader.read(6));
-    const quint64 prefix = shiftLeft(reader.read(int(leading)), 64 - leading);
-    shared.trailing = unsigned(reader.read(6));
-
-    // Format: lists of x of unlike sign (no common leading bits) and of equal x (64 trailing bits,
-    // stored as 0 and a one at the next bit) are read otherwise than they were written, and reading
-    // may pass the end.
-    BitReader ahead = reader;
-    const bool isEqualX = leading == 63 && pointCount >= 2 && shared.trailing == 0
-                          && ahead.read(64) == 1 && !ahead.overrun();
-    shared.mayRunOut = leading == 0 || isEqualX;
-    shared.bits = prefix + reader.read(int(shared.trailing));
-    return shared;
-}
-
-bool readXStream(const Payload &payload, QPointF *points) noexcept
-{
-    BitReader reader(payload.bytes, payload.size, 8 * xStreamOffset(payload.pointCount));
-    const SharedBits shared = readSharedBits(reader, payload.pointCount);
-    PatternRestorer restorer;
-    int left = 0; // members of the group that are not taken yet
-    int width = 0;
-    for (quint32 i = 0; i < payload.pointCount; ++i) {
-        const PredictorOrder order = payload.order(i);
-        if (left == 0) {
-            left = isGrouped(order) ? int(reader.read(4)) + 1 : 1;
-            width = int(reader.read(6));
-            BitReader groupEnd = reader;
-            groupEnd.skip(quint64(left * width));
-            if (groupEnd.overrun() && !shared.mayRunOut)
-                return false;
-        } else if (!isGrouped(order)) {
-            return false;
-        }
-        --left;
-        quint64 residual = shiftLeft(reader.read(width), shared.trailing);
-        if (order == 0)
-            residual += shared.bits;
-        points[i].setX(std::bit_cast<double>(restorer.next(order, residual)));
-    }
-    return true;
 }
 
 bool decodePayload(const QByteArray &data, QList<QPointF> &points)
 {
-    Payload payload;
+    PointsPayload payload;
     if (!readHeader(data, payload))
         return false;
     points.resize(payload.pointCount);
@@ -270,7 +191,7 @@ Result<QByteArray> BitCompression::encode(const QList<QPointF> &points)
     data.resize(reservedSize(count));
     auto *bytes = reinterpret_cast<uchar *>(data.data());
 
-    BitWriter writer(bytes, 8 * xStreamOffset(quint64(count)));
+    BitWriter writer(bytes, 8 * PointsPayload::xOffset(quint64(count)));
     OrderCodes codes(count);
     writeXStream(writer, codes, points.constData(), count);
     writer.alignToByte();
@@ -280,7 +201,7 @@ Result<QByteArray> BitCompression::encode(const QList<QPointF> &points)
 
     qToLittleEndian(quint32(count), bytes); // Format: the low 32 bits
     qToLittleEndian(quint32(yOffset), bytes + 4);
-    codes.copyTo(bytes + headerSize);
+    codes.copyTo(bytes + PointsPayload::headerSize);
     data.resize(qsizetype(writer.position() / 8));
     data.squeeze();
     return data;

@@ -89,18 +89,22 @@ public:
     /// The pattern that left \a residual with the forecast of \a order (0 to 3).
     constexpr quint64 next(PredictorOrder order, quint64 residual) noexcept
     {
-        const quint64 last = m_last;
-        const quint64 step = m_step;
         if (order == 0)
-            m_last = residual;
-        else if (order == 1)
-            m_last += residual;
-        else if (order == 2)
-            m_last += step + residual;
-        else
-            m_last += step + (residual ^ m_change);
-        m_step = m_last - last;
-        m_change = m_step - step;
+            return restart(residual);
+        return advance(order >= 2 ? ~quint64(0) : 0, order == 3 ? ~quint64(0) : 0, residual);
+    }
+
+    /// Order 0: \a pattern itself.
+    constexpr quint64 restart(quint64 pattern) noexcept { return advance(0, 0, pattern - m_last); }
+
+    /// Orders 1 to 3 without a branch: \a stepMask is all ones for orders 2 and 3, \a changeMask
+    /// for order 3, else zero.
+    constexpr quint64 advance(quint64 stepMask, quint64 changeMask, quint64 residual) noexcept
+    {
+        const quint64 change = residual ^ (m_change & changeMask);
+        m_change = change - (m_step & ~stepMask);
+        m_step = (m_step & stepMask) + change;
+        m_last += m_step;
         return m_last;
     }
 
