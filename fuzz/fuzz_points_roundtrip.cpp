@@ -79,33 +79,29 @@ QList<QPointF> smallSteps(Input &input)
     return points;
 }
 
-QList<QPointF> seeded(Input &input)
+QList<QPointF> seeded(Input &input, quint64 countLimit)
 {
     const auto x = XKind(input.take(1) % xKindCount);
     const auto y = YKind(input.take(1) % yKindCount);
-    const qsizetype count = qsizetype(input.take(2) % 600);
+    const qsizetype count = qsizetype(input.take(2) % countLimit);
     return seededPoints(x, y, count, input.take(8));
 }
 
 QList<QPointF> pointsFrom(Input input)
 {
-    switch (input.take(1) % 8) {
-    case 0:
-        return seeded(input);
-    case 1:
-    case 2:
-    case 3:
-        return wholePatterns(input);
-    default:
-        return smallSteps(input);
-    }
+    const quint64 choice = input.take(1);
+    if (choice == 255)
+        return seeded(input, 700); // long enough to write groups in the middle of a run
+    if (choice % 8 == 0)
+        return seeded(input, 50);
+    return choice % 8 < 4 ? wholePatterns(input) : smallSteps(input);
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    constexpr qsizetype literalLimit = 64;
+    constexpr qsizetype literalLimit = 50;
     const QList<QPointF> points = pointsFrom(Input(data, size));
     if (const char *failed = failedProperty(points, literalLimit)) {
         std::fprintf(stderr, "does not hold: %s\n", failed);

@@ -115,7 +115,7 @@ public:
         const quint64 wordEnd = (m_position / 64 + 1) * 64;
         const bool straddles = m_position + quint64(width) > wordEnd;
         m_bits.resize(std::size_t(wordEnd + 64));
-        for (quint64 i = 0; i < 64; ++i) {
+        for (quint64 i = 0; i < 64 && (value >> i) != 0; ++i) {
             const quint64 position = m_position + i;
             if (!((value >> i) & 1))
                 continue;
