@@ -30,9 +30,9 @@ QByteArray written(const QList<Spectrum> &spectra)
 
 bool sameBits(const QList<QPointF> &a, const QList<QPointF> &b)
 {
+    const std::size_t size = std::size_t(a.size()) * sizeof(QPointF);
     return a.size() == b.size()
-           && std::memcmp(a.constData(), b.constData(), std::size_t(a.size()) * sizeof(QPointF))
-                  == 0;
+           && (a.isEmpty() || std::memcmp(a.constData(), b.constData(), size) == 0);
 }
 
 SimulationSettings settings(SimulatedKind kind, qsizetype spectra, quint64 seed = 1)
