@@ -31,14 +31,14 @@ inline QByteArray zlibOf(const QByteArray &bytes)
     uLongf size = compressBound(uLong(bytes.size()));
     QByteArray packed(qsizetype(size), Qt::Uninitialized);
     compress2(reinterpret_cast<Bytef *>(packed.data()), &size,
-              reinterpret_cast<const Bytef *>(bytes.constData()), uLong(bytes.size()), 1);
+              reinterpret_cast<const Bytef *>(bytes.constData()), uLong(bytes.size()), 9);
     return packed.left(qsizetype(size));
 }
 
 inline QByteArray gzipOf(const QByteArray &bytes)
 {
     z_stream stream = {};
-    deflateInit2(&stream, 1, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
+    deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
     QByteArray packed(qsizetype(deflateBound(&stream, uLong(bytes.size()))), Qt::Uninitialized);
     stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.constData()));
     stream.avail_in = uInt(bytes.size());

@@ -187,9 +187,11 @@ QList<QPointF> Simulator::orbitrap(double time, Random *random) const
     std::vector<double> samples(std::size_t((first - last) / step), 0.0);
     for (const Peak &peak : peaks(time, false))
         addBell(&samples, (first - 1 / std::sqrt(peak.mz)) / step, deviation, 3e8 * peak.height);
-    for (int noise = 0; noise < 400; ++noise)
-        addBell(&samples, random->uniform() * double(samples.size()), deviation,
-                random->logUniform(noiseLevel, 1));
+    for (int noise = 0; noise < 400; ++noise) {
+        // One number a statement: the order of arguments is the compiler's choice.
+        const double center = random->uniform() * double(samples.size());
+        addBell(&samples, center, deviation, random->logUniform(noiseLevel, 1));
+    }
 
     QList<QPointF> points;
     qsizetype zerosFrom = 0; // samples before this one are written already
