@@ -92,6 +92,13 @@ TEST(MzmlReaderTest, resolvesParameterGroups)
     EXPECT_EQ(read.shape, SpectrumShape::Profile);
 }
 
+TEST(MzmlReaderTest, aGroupInsideASpectrumMayReferToItself)
+{
+    const QByteArray group = "<referenceableParamGroup id=\"g\">" + mz
+                             + "<referenceableParamGroupRef ref=\"g\"/></referenceableParamGroup>";
+    EXPECT_EQ(only(mzml(spectrum(2, group + twoPoints()))).points, expectedTwoPoints);
+}
+
 TEST(MzmlReaderTest, toleratesBlanksAndLineEndsInsideAnArray)
 {
     QByteArray text = littleEndian<double>({100, 200.5}).toBase64();

@@ -381,7 +381,7 @@ void MzmlParser::addParam(const CvParam &param)
 /// A reference stands for the parameters of its group; one to an unknown group stands for none.
 void MzmlParser::addParamsOfGroup(const Attributes &attributes)
 {
-    if (!m_inSpectrum)
+    if (!m_inSpectrum || m_group) // a group inside a spectrum, or one that refers to itself
         return;
     const auto group = m_groups.find(attributes.text("ref"));
     if (group == m_groups.end())
