@@ -164,15 +164,26 @@ constexpr auto unpackKernels = unpackTable(std::make_index_sequence<widestItem>(
 constexpr auto packKernels = packTable(std::make_index_sequence<widestItem>());
 
 /// The fastest vector path that is allowed, or null.
-const CycleKernels *cycleKernels() noexcept
+UnpackCycles fastUnpackCycles(int width) noexcept
 {
+    Q_ASSERT(width >= 1 && width <= widestItem);
+#ifdef KYV_HAS_AVX2
+    if (cpuFeatures().avx2)
+        return detail::unpackCyclesAvx2.ofWidth[width - 1];
+#endif
+    return nullptr;
+}
+
+PackCycles fastPackCycles(int width) noexcept
+{
+    Q_ASSERT(width >= 1 && width <= widestItem);
 #ifdef KYV_HAS_AVX512
     if (cpuFeatures().avx512)
-        return &detail::avx512CycleKernels;
+        return detail::packCyclesAvx512.ofWidth[width - 1];
 #endif
 #ifdef KYV_HAS_AVX2
     if (cpuFeatures().avx2)
-        return &detail::avx2CycleKernels;
+        return detail::packCyclesAvx2.ofWidth[width - 1];
 #endif
     return nullptr;
 }
@@ -210,14 +221,13 @@ void unpackRun(int width, const quint32 *words, const quint32 *readableEnd, quin
     const UnpackKernel plain = plainUnpackKernel(width);
     const quint32 head = itemsBeforeCycle(start, n);
     const std::size_t cycles = (n - head) / cycleLength;
-    const CycleKernels *const vector = cycleKernels();
+    const UnpackCycles vector = fastUnpackCycles(width);
     if (!vector || cycles == 0)
         return plain(words, start, items, n);
 
     if (head > 0)
         plain(words, start, items, head);
-    vector->unpack[width - 1](cycleWords(width, words, start + head), readableEnd, items + head,
-                              cycles);
+    vector(cycleWords(width, words, start + head), readableEnd, items + head, cycles);
     const quint32 done = head + quint32(cycles) * cycleLength;
     if (done < n)
         plain(words, start + done, items + done, n - done);
@@ -228,13 +238,13 @@ void packRun(int width, quint32 *words, quint32 start, const quint32 *items, qui
     const PackKernel plain = plainPackKernel(width);
     const quint32 head = itemsBeforeCycle(start, n);
     const std::size_t cycles = (n - head) / cycleLength;
-    const CycleKernels *const vector = cycleKernels();
+    const PackCycles vector = fastPackCycles(width);
     if (!vector || cycles == 0)
         return plain(words, start, items, n);
 
     if (head > 0)
         plain(words, start, items, head);
-    vector->pack[width - 1](cycleWords(width, words, start + head), nullptr, items + head, cycles);
+    vector(cycleWords(width, words, start + head), nullptr, items + head, cycles);
     const quint32 done = head + quint32(cycles) * cycleLength;
     if (done < n)
         plain(words, start + done, items + done, n - done);
@@ -243,10 +253,10 @@ void packRun(int width, quint32 *words, quint32 start, const quint32 *items, qui
 void packFresh(int width, quint32 *words, const quint32 *wordsEnd, const quint32 *items,
                quint32 n) noexcept
 {
-    const CycleKernels *const vector = cycleKernels();
+    const PackCycles vector = fastPackCycles(width);
     const std::size_t cycles = vector ? n / cycleLength : 0;
     if (cycles > 0)
-        vector->pack[width - 1](words, wordsEnd, items, cycles);
+        vector(words, wordsEnd, items, cycles);
     const quint32 done = quint32(cycles) * cycleLength;
     if (done == n)
         return;

@@ -69,25 +69,31 @@ using PackKernel = void (*)(quint32 *words, quint32 start, const quint32 *items,
 UnpackKernel plainUnpackKernel(int width) noexcept;
 PackKernel plainPackKernel(int width) noexcept;
 
-/// The kernels of a vector path, one a width: whole cycles, from an item that is a multiple of 32.
-///
-/// Unpacking reads nothing at or past `readableEnd`, which is at least the end of the cycles.
-/// Packing may leave anything in words from the cycles' end up to `scratchEnd`, and touches nothing
-/// else; null stands for the cycles' end.
-struct CycleKernels
-{
-    using Unpack = void (*)(const quint32 *words, const quint32 *readableEnd, quint32 *items,
+/// Unpacks whole cycles on a vector path, from an item that is a multiple of 32. Reads nothing at
+/// or past \a readableEnd, which is at least the end of the cycles.
+using UnpackCycles = void (*)(const quint32 *words, const quint32 *readableEnd, quint32 *items,
+                              std::size_t cycles);
+
+/// Packs whole cycles on a vector path. May leave anything in words from the cycles' end up to
+/// \a scratchEnd, and touches nothing else; null stands for the cycles' end.
+using PackCycles = void (*)(quint32 *words, const quint32 *scratchEnd, const quint32 *items,
                             std::size_t cycles);
-    using Pack = void (*)(quint32 *words, const quint32 *scratchEnd, const quint32 *items,
-                          std::size_t cycles);
-    Unpack unpack[widestItem];
-    Pack pack[widestItem];
+
+/// One of them for each width, the kernel of width 1 first.
+struct UnpackCyclesTable
+{
+    UnpackCycles ofWidth[widestItem];
+};
+struct PackCyclesTable
+{
+    PackCycles ofWidth[widestItem];
 };
 
 namespace detail {
 // Defined where the compiler makes code for the instructions, used where the processor has them.
-extern const CycleKernels avx2CycleKernels;
-extern const CycleKernels avx512CycleKernels;
+extern const UnpackCyclesTable unpackCyclesAvx2;
+extern const PackCyclesTable packCyclesAvx2;
+extern const PackCyclesTable packCyclesAvx512;
 } // namespace detail
 
 /// Copies a run of items out of an array of \a width-bit items (width 1 to 32, n at least 1),

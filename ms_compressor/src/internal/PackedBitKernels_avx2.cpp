@@ -328,16 +328,23 @@ void packCycles(quint32 *words, const quint32 *scratchEnd, const quint32 *items,
 }
 
 template <std::size_t... Index>
-constexpr CycleKernels table(std::index_sequence<Index...>) noexcept
+constexpr UnpackCyclesTable unpackTable(std::index_sequence<Index...>) noexcept
 {
-    return {{&unpackCycles<int(Index) + 1>...}, {&packCycles<int(Index) + 1>...}};
+    return {{&unpackCycles<int(Index) + 1>...}};
+}
+
+template <std::size_t... Index>
+constexpr PackCyclesTable packTable(std::index_sequence<Index...>) noexcept
+{
+    return {{&packCycles<int(Index) + 1>...}};
 }
 
 } // namespace
 
 namespace detail {
-constexpr CycleKernels avx2CycleKernels = table(std::make_index_sequence<widestItem>());
-}
+constexpr UnpackCyclesTable unpackCyclesAvx2 = unpackTable(std::make_index_sequence<widestItem>());
+constexpr PackCyclesTable packCyclesAvx2 = packTable(std::make_index_sequence<widestItem>());
+} // namespace detail
 
 } // namespace kyv::compressor::internal
 

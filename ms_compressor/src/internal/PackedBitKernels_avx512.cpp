@@ -1,8 +1,11 @@
-// Whole cycles of the packed bit array with AVX-512 (F, BW, VL and VBMI), sixteen items a step.
+// Packing whole cycles of the packed bit array with AVX-512 (F, BW, VL and VBMI), sixteen items a
+// step. Unpacking stays with AVX2: stores of 64 bytes, which items seldom lie right for, cost more
+// than they save.
 //
 // Sixteen items of width W fill exactly 2 W bytes, so a cycle is two groups that begin on bytes.
-// Byte permutes bring an item's bytes together wherever they lie, and masked loads and stores
-// touch the group's own bytes and no other, so nothing here depends on what surrounds a run.
+// Neighbours are joined: items to pairs, pairs to quarters of a group, and a byte permute lays the
+// quarters end to end. Masked stores touch the group's own bytes and no other, so nothing here
+// depends on what surrounds a run.
 //
 // The words are little-endian in memory, as on every processor with these instructions. This file
 // alone is compiled for AVX-512, and includes nothing whose inline functions another file could
@@ -44,119 +47,6 @@ __m512i vectorOf(const Table &table) noexcept
 /// The bytes of a group.
 template <int W>
 inline constexpr __mmask64 groupBytes = ~__mmask64(0) >> (64 - 2 * W);
-
-// ---- unpacking -----------------------------------------------------------------------------
-
-/// Widths whose items lie within four bytes, wherever in a byte they begin.
-template <int W>
-inline constexpr bool fitsFourBytes = W <= 25;
-
-/// For each lane the four bytes that hold its item.
-template <int W>
-constexpr Bytes itemBytes() noexcept
-{
-    Bytes bytes = {};
-    for (int i = 0; i < groupLength; ++i) {
-        for (int k = 0; k < 4; ++k)
-            bytes.byte[4 * i + k] = quint8(i * W / 8 + k);
-    }
-    return bytes;
-}
-
-/// For each lane the place of its item in those bytes.
-template <int W>
-constexpr Lanes itemShifts() noexcept
-{
-    Lanes shifts = {};
-    for (int i = 0; i < groupLength; ++i)
-        shifts.lane[i] = quint32(i * W % 8);
-    return shifts;
-}
-
-template <int W>
-__m512i unpackGroupByBytes(__m512i group) noexcept
-{
-    static constexpr Bytes spread = itemBytes<W>();
-    static constexpr Lanes shifts = itemShifts<W>();
-    const __m512i items =
-        _mm512_srlv_epi32(_mm512_permutexvar_epi8(vectorOf(spread), group), vectorOf(shifts));
-    return _mm512_and_si512(items, _mm512_set1_epi32(int(detail::lowMask<W>)));
-}
-
-/// For each lane the word that its item begins in, and (\a Next 1) the one after it.
-template <int W, int Next>
-constexpr Lanes itemWords() noexcept
-{
-    Lanes words = {};
-    for (int i = 0; i < groupLength; ++i)
-        words.lane[i] = quint32(i * W / 32 + Next) % groupLength;
-    return words;
-}
-
-template <int W>
-constexpr Lanes lowShifts() noexcept
-{
-    Lanes shifts = {};
-    for (int i = 0; i < groupLength; ++i)
-        shifts.lane[i] = quint32(i * W % 32);
-    return shifts;
-}
-
-/// An item's rest moves up by what its first word held; by 32, which clears the lane, if that
-/// was a whole word.
-template <int W>
-constexpr Lanes highShifts() noexcept
-{
-    Lanes shifts = {};
-    for (int i = 0; i < groupLength; ++i)
-        shifts.lane[i] = quint32(32 - i * W % 32);
-    return shifts;
-}
-
-/// The bits that are set in the first or the second operand, and in the third.
-constexpr int eitherAndMask = 0xA8;
-
-template <int W>
-__m512i unpackGroupByWords(__m512i group) noexcept
-{
-    static constexpr Lanes first = itemWords<W, 0>();
-    static constexpr Lanes next = itemWords<W, 1>();
-    static constexpr Lanes down = lowShifts<W>();
-    static constexpr Lanes up = highShifts<W>();
-    const __m512i low =
-        _mm512_srlv_epi32(_mm512_permutexvar_epi32(vectorOf(first), group), vectorOf(down));
-    const __m512i high =
-        _mm512_sllv_epi32(_mm512_permutexvar_epi32(vectorOf(next), group), vectorOf(up));
-    return _mm512_ternarylogic_epi32(low, high, _mm512_set1_epi32(int(detail::lowMask<W>)),
-                                     eitherAndMask);
-}
-
-template <int W>
-void unpackGroup(const quint8 *bytes, quint32 *items) noexcept
-{
-    const __m512i group = _mm512_maskz_loadu_epi8(groupBytes<W>, bytes);
-    if constexpr (W == 32)
-        _mm512_storeu_si512(items, group);
-    else if constexpr (fitsFourBytes<W>)
-        _mm512_storeu_si512(items, unpackGroupByBytes<W>(group));
-    else
-        _mm512_storeu_si512(items, unpackGroupByWords<W>(group));
-}
-
-template <int W>
-void unpackCycles(const quint32 *words, const quint32 *, quint32 *items,
-                  std::size_t cycles) noexcept
-{
-    const auto *bytes = reinterpret_cast<const quint8 *>(words);
-    for (; cycles > 0; --cycles) {
-        unpackGroup<W>(bytes, items);
-        unpackGroup<W>(bytes + 2 * W, items + groupLength);
-        bytes += 4 * W;
-        items += cycleLength;
-    }
-}
-
-// ---- packing -------------------------------------------------------------------------------
 
 /// Widths at which word j of a group holds the rest of item j and the start of item j + 1 alone.
 template <int W>
@@ -223,12 +113,8 @@ template <int W>
 constexpr Quads secondPairBits() noexcept
 {
     Quads bits = {};
-    for (int k = 0; k < 8; ++k) {
-        const int begin = 2 * W + quarterBit<W>(k / 2);
-        bits.quad[k] = k % 2 == 0 && begin < 64 ? ~quint64(0) << begin : 0;
-        if (k % 2 == 1)
-            bits.quad[k] = ~quint64(0);
-    }
+    for (int k = 0; k < 8; ++k)
+        bits.quad[k] = ~quint64(0) << (k % 2 == 0 ? 2 * W + quarterBit<W>(k / 2) : 0);
     return bits;
 }
 
@@ -317,15 +203,15 @@ void packCycles(quint32 *words, const quint32 *, const quint32 *items, std::size
 }
 
 template <std::size_t... Index>
-constexpr CycleKernels table(std::index_sequence<Index...>) noexcept
+constexpr PackCyclesTable table(std::index_sequence<Index...>) noexcept
 {
-    return {{&unpackCycles<int(Index) + 1>...}, {&packCycles<int(Index) + 1>...}};
+    return {{&packCycles<int(Index) + 1>...}};
 }
 
 } // namespace
 
 namespace detail {
-constexpr CycleKernels avx512CycleKernels = table(std::make_index_sequence<widestItem>());
+constexpr PackCyclesTable packCyclesAvx512 = table(std::make_index_sequence<widestItem>());
 }
 
 } // namespace kyv::compressor::internal
