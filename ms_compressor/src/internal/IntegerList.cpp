@@ -25,10 +25,12 @@ namespace {
 constexpr quint32 smallestBlockSize = 32;
 constexpr quint32 blockCountEnd = 65535;      // block counts stay below
 constexpr quint32 tooManyValues = 2147450880; // the block size would leave its 16 bits
+constexpr quint32 widthRun = 1024;            // widths that are packed or unpacked together
 constexpr quint64 missingWordsAllowed = (quint64(64) << 20) / sizeof(quint32);
 
 static_assert(tooManyValues == blockCountEnd * 32768);
 static_assert(longestIntegerList == tooManyValues - 1);
+static_assert(widthRun % cycleLength == 0, "runs of one array join without a gap");
 
 /// How a list is cut into blocks.
 struct Cut
@@ -36,8 +38,16 @@ struct Cut
     quint32 blockSize;
     quint32 blockCount;
     quint32 lastBlockSize;
+
+    quint32 begin(quint32 block) const noexcept { return block * blockSize; }
+    quint32 length(quint32 block) const noexcept
+    {
+        return block + 1 < blockCount ? blockSize : lastBlockSize;
+    }
 };
 
+/// Blocks of 32 values, or of as many doublings of that as keep the count in its field. What does
+/// not fill a block goes to the last one, which so holds up to twice as many, less one.
 Cut cutIntoBlocks(quint32 count) noexcept
 {
     quint32 size = smallestBlockSize;
@@ -82,12 +92,56 @@ public:
 
 private:
     static constexpr quint32 runLength = IntegerListReader::runLength;
-    static constexpr quint32 slackWords = 16;
+    static constexpr quint32 slackWords = 16; // past the last piece, for vector paths
 
     QDataStream &m_stream;
     quint32 m_used = 0;
     std::array<quint32, runLength + slackWords> m_words;
 };
+
+/// The widths of all blocks, and between which they lie.
+struct BlockWidths
+{
+    std::unique_ptr<quint8[]> ofBlock;
+    quint32 smallest = quint32(widestItem);
+    quint32 largest = 0;
+};
+
+BlockWidths measureWidths(const quint32 *values, const Cut &cut)
+{
+    BlockWidths widths;
+    widths.ofBlock.reset(new (std::nothrow) quint8[cut.blockCount]);
+    if (!widths.ofBlock)
+        return widths;
+    for (quint32 block = 0; block < cut.blockCount; ++block) {
+        const quint32 width = bitsRequired(values + cut.begin(block), cut.length(block));
+        widths.ofBlock[block] = quint8(width);
+        widths.smallest = std::min(widths.smallest, width);
+        widths.largest = std::max(widths.largest, width);
+    }
+    return widths;
+}
+
+void writeWidths(WordWriter &writer, const BlockWidths &widths, quint32 widthBits,
+                 quint32 blockCount)
+{
+    std::array<quint32, widthRun> relative;
+    for (quint32 first = 0; first < blockCount; first += widthRun) {
+        const quint32 n = std::min(blockCount - first, widthRun);
+        for (quint32 i = 0; i < n; ++i)
+            relative[i] = widths.ofBlock[first + i] - widths.smallest;
+        writer.append(widthBits, relative.data(), n);
+    }
+}
+
+void writeBlocks(WordWriter &writer, const BlockWidths &widths, const quint32 *values,
+                 const Cut &cut)
+{
+    for (quint32 block = 0; block < cut.blockCount; ++block) {
+        if (const quint32 width = widths.ofBlock[block]; width > 0)
+            writer.append(width, values + cut.begin(block), cut.length(block));
+    }
+}
 
 } // namespace
 
@@ -100,39 +154,17 @@ IntegerListStatus writeIntegerList(QDataStream &stream, const quint32 *values, q
         return IntegerListStatus::Ok;
     }
     const Cut cut = cutIntoBlocks(count);
-    const auto lengthOf = [&cut](quint32 block) {
-        return block + 1 < cut.blockCount ? cut.blockSize : cut.lastBlockSize;
-    };
-    const std::unique_ptr<quint8[]> widths(new (std::nothrow) quint8[cut.blockCount]);
-    if (!widths)
+    const BlockWidths widths = measureWidths(values, cut);
+    if (!widths.ofBlock)
         return IntegerListStatus::TooLong;
-    quint32 smallest = 32;
-    quint32 largest = 0;
-    for (quint32 block = 0; block < cut.blockCount; ++block) {
-        const quint32 width = bitsRequired(values + block * cut.blockSize, lengthOf(block));
-        widths[block] = quint8(width);
-        smallest = std::min(smallest, width);
-        largest = std::max(largest, width);
-    }
-    const quint32 widthBits = quint32(std::bit_width(largest - smallest));
+    const quint32 widthBits = quint32(std::bit_width(widths.largest - widths.smallest));
 
-    stream << qint16(cut.blockCount) << qint16(cut.blockSize) << qint16(cut.lastBlockSize);
-    stream << qint8(smallest) << qint8(widthBits);
-
+    stream << qint16(cut.blockCount) << qint16(cut.blockSize) << qint16(cut.lastBlockSize)
+           << qint8(widths.smallest) << qint8(widthBits);
     WordWriter writer(stream);
-    if (widthBits > 0) {
-        std::array<quint32, 1024> relative;
-        for (quint32 first = 0; first < cut.blockCount; first += quint32(relative.size())) {
-            const quint32 n = std::min(cut.blockCount - first, quint32(relative.size()));
-            for (quint32 i = 0; i < n; ++i)
-                relative[i] = widths[first + i] - smallest;
-            writer.append(widthBits, relative.data(), n);
-        }
-    }
-    for (quint32 block = 0; block < cut.blockCount; ++block) {
-        if (widths[block] > 0)
-            writer.append(widths[block], values + block * cut.blockSize, lengthOf(block));
-    }
+    if (widthBits > 0)
+        writeWidths(writer, widths, widthBits, cut.blockCount);
+    writeBlocks(writer, widths, values, cut);
     writer.flush();
     return IntegerListStatus::Ok;
 }
@@ -159,10 +191,13 @@ IntegerListStatus IntegerListReader::open()
     m_blockSize = quint16(blockSize);
     m_lastBlockSize = quint16(lastBlockSize);
     m_smallestWidth = quint8(smallestWidth);
-    if (m_smallestWidth > quint32(widestItem) || !readWidths(quint8(widthBits)) || !isConsistent())
+    const quint64 size = quint64(m_blockCount - 1) * m_blockSize + m_lastBlockSize;
+    if (size > longestIntegerList || m_smallestWidth > quint32(widestItem)
+        || !readWidths(quint8(widthBits)) || missesTooMuch()) {
         m_status = IntegerListStatus::Inconsistent;
-    else
-        m_size = (m_blockCount - 1) * m_blockSize + m_lastBlockSize;
+        return m_status;
+    }
+    m_size = quint32(size);
     m_vouchedSize = knowsBytesLeft(m_stream) ? m_size : 0;
     return m_status;
 }
@@ -172,14 +207,14 @@ bool IntegerListReader::readWidths(quint32 widthBits)
 {
     if (widthBits == 0)
         return true;
-    if (widthBits > quint32(widestItem))
+    if (widthBits > quint32(widestItem)) // no width takes that many bits
         return false;
     m_widths.reset(new (std::nothrow) quint8[m_blockCount]);
     if (!m_widths)
         return false;
-    std::array<quint32, 1024> relative;
-    for (quint32 first = 0; first < m_blockCount; first += quint32(relative.size())) {
-        const quint32 n = std::min(m_blockCount - first, quint32(relative.size()));
+    std::array<quint32, widthRun> relative;
+    for (quint32 first = 0; first < m_blockCount; first += widthRun) {
+        const quint32 n = std::min(m_blockCount - first, widthRun);
         readWords(m_stream, m_words.data(), qint64(packedWordCount(widthBits, n)));
         unpackRun(int(widthBits), m_words.data(), m_words.data() + m_words.size(), 0,
                   relative.data(), n);
@@ -193,17 +228,13 @@ bool IntegerListReader::readWidths(quint32 widthBits)
     return true;
 }
 
-/// Whether the list may be served: not too long, and not too many of its words missing.
-bool IntegerListReader::isConsistent() const
+/// Whether the stream says that it lacks more of the announced words than may be missing.
+bool IntegerListReader::missesTooMuch() const
 {
-    const quint64 size = quint64(m_blockCount - 1) * m_blockSize + m_lastBlockSize;
-    if (size > longestIntegerList)
-        return false;
     if (!knowsBytesLeft(m_stream))
-        return true;
-    const quint64 words = announcedWords();
+        return false;
     const quint64 present = quint64(bytesLeft(m_stream)) / sizeof(quint32);
-    return words <= present || words - present <= missingWordsAllowed;
+    return announcedWords() > present + missingWordsAllowed;
 }
 
 quint32 IntegerListReader::width(quint32 block) const noexcept
@@ -256,18 +287,24 @@ quint32 IntegerListReader::read(quint32 *values)
         m_status = IntegerListStatus::Inconsistent;
         return 0;
     }
+    unpackPieces(values, n);
+    return n;
+}
+
+/// Unpacks the pieces that make up the next \a n values, whose words have been read.
+void IntegerListReader::unpackPieces(quint32 *values, quint32 n)
+{
     const quint32 *words = m_words.data();
+    const quint32 *const wordsEnd = words + m_words.size();
     for (quint32 done = 0; done < n;) {
         const Piece piece = nextPiece(&m_cursor, runLength - done);
         if (piece.width == 0)
             std::memset(values + done, 0, piece.count * sizeof(quint32));
         else
-            unpackRun(int(piece.width), words, m_words.data() + m_words.size(), 0, values + done,
-                      piece.count);
+            unpackRun(int(piece.width), words, wordsEnd, 0, values + done, piece.count);
         words += packedWordCount(piece.width, piece.count);
         done += piece.count;
     }
-    return n;
 }
 
 IntegerListStatus readIntegerList(QDataStream &stream, QList<quint32> *output)

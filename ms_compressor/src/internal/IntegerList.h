@@ -76,11 +76,12 @@ private:
     };
 
     bool readWidths(quint32 widthBits);
-    bool isConsistent() const;
+    bool missesTooMuch() const;
     quint32 width(quint32 block) const noexcept;
     quint32 blockLength(quint32 block) const noexcept;
     quint64 announcedWords() const noexcept;
     Piece nextPiece(Cursor *cursor, quint32 room) const noexcept;
+    void unpackPieces(quint32 *values, quint32 n);
 
     /// Words past the piece that a vector path may read.
     static constexpr quint32 slackWords = 16;

@@ -44,7 +44,7 @@ bool readWord(QDataStream &stream, quint32 *word)
     return false;
 }
 
-/// Reads whole words that the device says it holds; returns how many came.
+/// Reads the words that the device says it holds, at most \a count; returns how many bytes came.
 qint64 readAvailable(QDataStream &stream, quint32 *words, qint64 count)
 {
     QIODevice *const device = stream.device();
@@ -58,25 +58,30 @@ qint64 readAvailable(QDataStream &stream, quint32 *words, qint64 count)
         got += more;
     }
     swapToOrder(stream, words, got / wordSize);
-    return got / wordSize;
+    return got;
 }
 
 } // namespace
 
 qint64 readWords(QDataStream &stream, quint32 *words, qint64 count)
 {
-    if (readsNothing(stream)) {
-        std::fill_n(words, count, 0);
-        return 0;
-    }
     qint64 delivered = 0;
     for (qint64 done = 0; done < count;) {
-        const qint64 run = readAvailable(stream, words + done, count - done);
-        delivered += run;
-        done += run;
+        if (readsNothing(stream)) {
+            std::fill(words + done, words + count, 0);
+            break;
+        }
+        const qint64 bytes = readAvailable(stream, words + done, count - done);
+        delivered += bytes / wordSize;
+        done += bytes / wordSize;
         if (done == count)
             break;
-        if (readsNothing(stream) || (!readWord(stream, words + done) && knowsBytesLeft(stream))) {
+        if (bytes % wordSize != 0) { // the device had promised the rest of this word
+            words[done] = 0;
+            stream.setStatus(QDataStream::ReadPastEnd);
+        } else if (readWord(stream, words + done)) {
+            ++delivered;
+        } else if (knowsBytesLeft(stream)) { // at its end, where nothing more will come
             std::fill(words + done, words + count, 0);
             break;
         }
@@ -87,8 +92,23 @@ qint64 readWords(QDataStream &stream, quint32 *words, qint64 count)
 
 void writeWords(QDataStream &stream, quint32 *words, qint64 count)
 {
+    QIODevice *const device = stream.device();
+    if (!device || stream.status() != QDataStream::Ok)
+        return;
     swapToOrder(stream, words, count);
-    stream.writeRawData(reinterpret_cast<const char *>(words), int(count * wordSize));
+    const qint64 bytes = count * wordSize;
+    const qint64 taken =
+        std::max<qint64>(device->write(reinterpret_cast<const char *>(words), bytes), 0);
+    if (taken == bytes)
+        return;
+    if (taken % wordSize != 0) {
+        stream.setStatus(QDataStream::WriteFailed);
+        return;
+    }
+    // The device may have room for some more words, or for all of them one by one.
+    swapToOrder(stream, words + taken / wordSize, count - taken / wordSize);
+    for (qint64 i = taken / wordSize; i < count; ++i)
+        stream << qint32(words[i]);
 }
 
 bool knowsBytesLeft(const QDataStream &stream)

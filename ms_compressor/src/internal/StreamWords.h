@@ -13,7 +13,7 @@ namespace kyv::compressor::internal {
 /// deliver.
 qint64 readWords(QDataStream &stream, quint32 *words, qint64 count);
 
-/// Writes \a count words. \a words is left in the stream's byte order.
+/// Writes \a count words. \a words serves as working space: its content is lost.
 void writeWords(QDataStream &stream, quint32 *words, qint64 count);
 
 /// Whether the stream can tell how many bytes it still holds: it reads a file or a buffer, not a
