@@ -178,8 +178,9 @@ PackCycles fastPackCycles(int width) noexcept
 {
     Q_ASSERT(width >= 1 && width <= widestItem);
 #ifdef KYV_HAS_AVX512
-    if (cpuFeatures().avx512)
-        return detail::packCyclesAvx512.ofWidth[width - 1];
+    if (const PackCycles kernel = detail::packCyclesAvx512.ofWidth[width - 1];
+        kernel && cpuFeatures().avx512)
+        return kernel;
 #endif
 #ifdef KYV_HAS_AVX2
     if (cpuFeatures().avx2)

@@ -79,7 +79,7 @@ using UnpackCycles = void (*)(const quint32 *words, const quint32 *readableEnd, 
 using PackCycles = void (*)(quint32 *words, const quint32 *scratchEnd, const quint32 *items,
                             std::size_t cycles);
 
-/// One of them for each width, the kernel of width 1 first.
+/// One of them for each width, the kernel of width 1 first; null where another path is faster.
 struct UnpackCyclesTable
 {
     UnpackCycles ofWidth[widestItem];

@@ -1,6 +1,7 @@
 // Packing whole cycles of the packed bit array with AVX-512 (F, BW, VL and VBMI), sixteen items a
-// step. Unpacking stays with AVX2: stores of 64 bytes, which items seldom lie right for, cost more
-// than they save.
+// step: widths 17 to 27, where AVX2 needs two stores for eight items. Elsewhere AVX2 is as fast,
+// and in lists of short blocks faster; so it is for all unpacking, since stores of 64 bytes seldom
+// lie within a cache line.
 //
 // Sixteen items of width W fill exactly 2 W bytes, so a cycle is two groups that begin on bytes.
 // Neighbours are joined: items to pairs, pairs to quarters of a group, and a byte permute lays the
@@ -29,10 +30,6 @@ struct alignas(64) Bytes
 {
     quint8 byte[64];
 };
-struct alignas(64) Lanes
-{
-    quint32 lane[16];
-};
 struct alignas(64) Quads
 {
     quint64 quad[8];
@@ -47,39 +44,6 @@ __m512i vectorOf(const Table &table) noexcept
 /// The bytes of a group.
 template <int W>
 inline constexpr __mmask64 groupBytes = ~__mmask64(0) >> (64 - 2 * W);
-
-/// Widths at which word j of a group holds the rest of item j and the start of item j + 1 alone.
-template <int W>
-inline constexpr bool packsByWords = W >= 30;
-
-template <int W>
-constexpr Lanes restShifts() noexcept
-{
-    Lanes shifts = {};
-    for (int j = 0; j < groupLength; ++j)
-        shifts.lane[j] = quint32(j * (32 - W));
-    return shifts;
-}
-
-/// The last word has no item after its own: 32 clears the lane.
-template <int W>
-constexpr Lanes startShifts() noexcept
-{
-    Lanes shifts = {};
-    for (int j = 0; j < groupLength; ++j)
-        shifts.lane[j] = quint32(j + 1 < groupLength ? W - j * (32 - W) : 32);
-    return shifts;
-}
-
-template <int W>
-__m512i packGroupByWords(__m512i items) noexcept
-{
-    static constexpr Lanes down = restShifts<W>();
-    static constexpr Lanes up = startShifts<W>();
-    const __m512i following = _mm512_alignr_epi32(items, items, 1);
-    return _mm512_or_si512(_mm512_srlv_epi32(items, vectorOf(down)),
-                           _mm512_sllv_epi32(following, vectorOf(up)));
-}
 
 /// Four items of an odd width end inside a byte. So the second and the fourth quarter of a group
 /// (\a quarter counts from 0) are moved up to where the quarter before them ends.
@@ -150,7 +114,7 @@ constexpr Bytes oddQuarterBits() noexcept
 constexpr int select = 0xCA;
 
 template <int W>
-__m512i packGroupByPairs(__m512i items) noexcept
+__m512i packedGroup(__m512i items) noexcept
 {
     const __m512i mask = _mm512_set1_epi64(qint64(detail::lowMask<W>));
     const __m512i pairs =
@@ -182,12 +146,7 @@ __m512i packGroupByPairs(__m512i items) noexcept
 template <int W>
 void packGroup(quint8 *bytes, const quint32 *items) noexcept
 {
-    __m512i group = _mm512_loadu_si512(items);
-    if constexpr (W < 32 && packsByWords<W>)
-        group = packGroupByWords<W>(group);
-    else if constexpr (W < 32)
-        group = packGroupByPairs<W>(group);
-    _mm512_mask_storeu_epi8(bytes, groupBytes<W>, group);
+    _mm512_mask_storeu_epi8(bytes, groupBytes<W>, packedGroup<W>(_mm512_loadu_si512(items)));
 }
 
 template <int W>
@@ -202,10 +161,20 @@ void packCycles(quint32 *words, const quint32 *, const quint32 *items, std::size
     }
 }
 
+/// The kernel of width \p W, or null where AVX2 is as fast or faster.
+template <int W>
+constexpr PackCycles kernel() noexcept
+{
+    if constexpr (W >= 17 && W <= 27)
+        return &packCycles<W>;
+    else
+        return nullptr;
+}
+
 template <std::size_t... Index>
 constexpr PackCyclesTable table(std::index_sequence<Index...>) noexcept
 {
-    return {{&packCycles<int(Index) + 1>...}};
+    return {{kernel<int(Index) + 1>()...}};
 }
 
 } // namespace
