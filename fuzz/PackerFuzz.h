@@ -31,17 +31,19 @@ struct AnnouncedList
 {
     quint64 blocks = 0;
     quint64 values = 0;
-    quint64 checksum = 0;
+    quint32 checksum = 0; ///< of all that follows
 
     explicit AnnouncedList(reference::FieldReader head)
-        : blocks(head.integer(2))
     {
+        const QByteArray bytes = reference::FieldReader(head).take(head.remaining());
+        for (const char byte : bytes)
+            checksum = (checksum ^ quint8(byte)) * 0x01000193U;
+        blocks = head.integer(2);
         if (blocks == 0)
             return;
         const quint64 blockSize = head.integer(2);
         const quint64 lastBlockSize = head.integer(2);
         values = (blocks - 1) * blockSize + lastBlockSize;
-        checksum = blocks * 31 + blockSize * 17 + lastBlockSize;
     }
 
     /// Whether the slow reference readers are through with it soon.
@@ -49,8 +51,8 @@ struct AnnouncedList
 };
 
 /// Lists of zeros announce any length in eight bytes and are served; a target that made them all
-/// would do little else. It skips those above 2^22 values, serves one in 256 of those above 1024
-/// values or blocks (chosen by their heads, so that an input always takes the same way), and
+/// would do little else. It skips those above 2^22 values, serves one in 1024 of those above 1024
+/// values or blocks (chosen by their bytes, so that an input always takes the same way), and
 /// tells how many it left out.
 class SkippedRecords
 {
@@ -70,7 +72,7 @@ public:
             ++m_skipped;
             return true;
         }
-        if (list.checksum % 256 == 0)
+        if (list.checksum % 1024 == 0)
             return false;
         ++m_leftOut;
         return true;
