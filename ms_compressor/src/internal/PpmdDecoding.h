@@ -1,5 +1,6 @@
 #pragma once
 
+#include "internal/ContextHints.h"
 #include "internal/PpmdCoding.h"
 
 namespace kyv::compressor::internal {
@@ -25,10 +26,13 @@ public:
                           qint32 capacity) noexcept
     {
         RangeDecoder coder(input, inputLength);
+        ContextHints hints(capacity);
         Context *c = this->maxContext;
         quint8 symbol;
+        quint32 last = 0;
         qint32 position = 0;
         while (true) {
+            Context *current = this->orderFall == 0 ? c : nullptr;
             const StateRef found = decode(coder, c, symbol);
             if (c == nullptr)
                 break;
@@ -37,7 +41,12 @@ public:
             output[position++] = symbol;
             if (position == capacity)
                 break;
+            if (hints)
+                hints.fetchAll(this->units, last << 8 | symbol);
             c = this->next(c, symbol, found);
+            if (hints && current != nullptr)
+                hints.remember(last, this->units.offsetOf(current), current);
+            last = last << 8 | symbol;
         }
         return {position, this->events()};
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "internal/ContextHints.h"
 #include "internal/PpmdCoding.h"
 
 namespace kyv::compressor::internal {
@@ -22,13 +23,37 @@ public:
                           qint32 capacity) noexcept
     {
         RangeEncoder coder(output, capacity);
+        ContextHints hints(inputLength);
         Context *c = this->maxContext;
-        for (qint32 i = 0; i < inputLength; ++i)
+        qint32 i = 0;
+        if (hints) {
+            quint32 last = 0;
+            for (; i + contextLead < inputLength; ++i) {
+                hints.fetchContext(this->units, pairAt(input + i + contextLead));
+                hints.fetchStates(this->units, pairAt(input + i + statesLead));
+                Context *current = this->orderFall == 0 ? c : nullptr;
+                c = encode(coder, c, input[i]);
+                if (current != nullptr)
+                    hints.remember(last, this->units.offsetOf(current), current);
+                last = last << 8 | input[i];
+            }
+        }
+        for (; i < inputLength; ++i)
             c = encode(coder, c, input[i]);
         return {qint32(encodeEnd(coder, c) - output), this->events()};
     }
 
 private:
+    // The encoder knows what comes: it fetches a context some symbols ahead, and its states later.
+    static constexpr qint32 contextLead = 6;
+    static constexpr qint32 statesLead = 3;
+
+    /// The symbol at \a p and the one before.
+    Q_ALWAYS_INLINE static quint32 pairAt(const quint8 *p) noexcept
+    {
+        return quint32(p[-1]) << 8 | p[0];
+    }
+
     Q_ALWAYS_INLINE Context *encode(RangeEncoder &coder, Context *c, quint8 symbol) noexcept
     {
         RuledOut out;
