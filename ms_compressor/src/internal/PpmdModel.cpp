@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
+#include <functional>
 
 namespace kyv::compressor::internal {
 
@@ -22,13 +22,74 @@ constexpr std::array<quint8, 512> initialRootStates = [] {
     return bytes;
 }();
 
-/// Moves element \a from of three parallel arrays to place \a to, \a to <= \a from, and those
-/// between up by one.
-void moveForward(const StateArray &states, int from, int to) noexcept
+/// Moves state \a found to the front, and those before it up by one.
+void moveToFront(const StateArray &all, int found) noexcept
 {
-    std::rotate(states.symbols + to, states.symbols + from, states.symbols + from + 1);
-    std::rotate(states.freqs + to, states.freqs + from, states.freqs + from + 1);
-    std::rotate(states.successors + to, states.successors + from, states.successors + from + 1);
+    const quint8 symbol = all.symbols[found];
+    const quint8 freq = all.freqs[found];
+    const quint32 successor = all.successors[found];
+    std::memmove(all.symbols + 1, all.symbols, size_t(found));
+    std::memmove(all.freqs + 1, all.freqs, size_t(found));
+    std::memmove(all.successors + 1, all.successors, size_t(found) * sizeof *all.successors);
+    all.symbols[0] = symbol;
+    all.freqs[0] = freq;
+    all.successors[0] = successor;
+}
+
+/// Sorts few states by falling frequency; equal ones keep their order.
+void sortByInsertion(const StateArray &all, int count) noexcept
+{
+    for (int i = 1; i < count; ++i) {
+        const quint8 freq = all.freqs[i];
+        if (freq <= all.freqs[i - 1])
+            continue;
+        const quint8 symbol = all.symbols[i];
+        const quint32 successor = all.successors[i];
+        int place = i;
+        for (; place > 0 && freq > all.freqs[place - 1]; --place) {
+            all.symbols[place] = all.symbols[place - 1];
+            all.freqs[place] = all.freqs[place - 1];
+            all.successors[place] = all.successors[place - 1];
+        }
+        all.symbols[place] = symbol;
+        all.freqs[place] = freq;
+        all.successors[place] = successor;
+    }
+}
+
+/// The same for many states, in time that does not depend on their disorder.
+void sortByCounting(const StateArray &all, int count) noexcept
+{
+    const auto n = size_t(count);
+    // Halved frequencies are at most 128. Entry 129 - f counts frequency f; then entry 128 - f tells
+    // where it begins.
+    quint16 places[130] = {};
+    for (size_t i = 0; i < n; ++i)
+        ++places[129 - all.freqs[i]];
+    for (size_t i = 1; i <= 128; ++i)
+        places[i] = quint16(places[i] + places[i - 1]);
+
+    quint8 symbols[256];
+    quint8 freqs[256];
+    quint32 successors[256];
+    std::memcpy(symbols, all.symbols, n);
+    std::memcpy(freqs, all.freqs, n);
+    std::memcpy(successors, all.successors, n * sizeof *successors);
+    for (size_t i = 0; i < n; ++i) {
+        const size_t place = places[128 - freqs[i]]++;
+        all.symbols[place] = symbols[i];
+        all.freqs[place] = freqs[i];
+        all.successors[place] = successors[i];
+    }
+}
+
+void sortByFreq(const StateArray &all, int count) noexcept
+{
+    constexpr int few = 32;
+    if (count <= few)
+        sortByInsertion(all, count);
+    else if (!std::is_sorted(all.freqs, all.freqs + count, std::greater<quint8>()))
+        sortByCounting(all, count);
 }
 
 /// Copies \a bytes bytes in steps of \a Step; those past the end fall behind the destination.
@@ -111,25 +172,24 @@ StateRef PpmdModel::rescale(Context *c, int found) noexcept
     const quint32 adder = orderFall != 0 ? 1 : 0;
     const bool boosted = (c->flags & boostedFlag) != 0;
     c->flags &= boostedFlag | highOriginFlag;
-    moveForward(all, found, 0);
+    moveToFront(all, found);
 
     const quint32 oldSumm = c->summFreq;
     const quint32 oldFirst = all.freqs[0];
-    quint32 escFreq = oldSumm - oldFirst;
-    quint32 summ = all.freqs[0] = quint8((oldFirst + adder) >> 1);
-    for (int i = 1; i <= numStats; ++i) {
+    quint32 escFreq = oldSumm;
+    quint32 summ = 0;
+    for (int i = 0; i <= numStats; ++i) {
         escFreq -= all.freqs[i];
-        const quint8 freq = all.freqs[i] = quint8((all.freqs[i] + adder) >> 1);
-        summ += freq;
-        // Format: only the states behind the first set the flag again.
-        if (freq > 0 && all.symbols[i] >= highSymbol)
-            c->flags |= highSymbolFlag;
-        int place = i;
-        while (place > 0 && freq > all.freqs[place - 1])
-            --place;
-        if (place != i)
-            moveForward(all, i, place);
+        all.freqs[i] = quint8((all.freqs[i] + adder) >> 1);
+        summ += all.freqs[i];
     }
+    // Format: only the states behind the first set the flag again.
+    bool isHigh = false;
+    for (int i = 1; i <= numStats; ++i)
+        isHigh |= all.freqs[i] > 0 && all.symbols[i] >= highSymbol;
+    if (isHigh)
+        c->flags |= highSymbolFlag;
+    sortByFreq(all, numStats + 1);
 
     int left = numStats;
     while (left > 0 && all.freqs[left] == 0)

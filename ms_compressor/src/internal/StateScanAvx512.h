@@ -4,6 +4,8 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
+
 namespace kyv::compressor::internal {
 
 /// The operations of PortableScan, 64 states at a time. For sources compiled for AVX-512 F, BW,
@@ -25,33 +27,28 @@ struct Avx512Scan
 
     Q_ALWAYS_INLINE static quint32 sum(const quint8 *freqs, int count) noexcept
     {
-        if (count <= 16) {
-            const __m128i two = _mm_sad_epu8(
-                _mm_maskz_loadu_epi8(__mmask16(_bzhi_u32(0xFFFF, quint32(count))), freqs),
-                _mm_setzero_si128());
-            return quint32(_mm_cvtsi128_si32(_mm_add_epi64(two, _mm_unpackhi_epi64(two, two))));
-        }
-        __m512i sums = _mm512_setzero_si512();
-        for (int i = 0; i < count; i += 64)
+        __m512i sums = groupSums(firstOf(freqs, count));
+        for (int i = 64; i < count; i += 64)
             sums = _mm512_add_epi64(sums, groupSums(firstOf(freqs + i, count - i)));
-        return quint32(_mm512_reduce_add_epi64(sums));
+        return total(sums);
     }
 
     Q_ALWAYS_INLINE static ScanHit locate(const quint8 *freqs, int count, quint32 target) noexcept
     {
-        if (count <= 16)
-            return locate16(freqs, count, target);
+        if (count <= 32)
+            return locate32(freqs, count, target);
+        // Which 64 states hold the target is counted, not searched: it is hard to predict.
         quint32 below = 0;
-        int i = 0;
-        while (i + 64 < count) {
-            const auto block = quint32(_mm512_reduce_add_epi64(groupSums(load(freqs + i))));
-            if (target < below + block)
-                break;
-            below += block;
-            i += 64;
+        quint32 upTo = 0;
+        int first = 0;
+        for (int i = 0; i + 64 < count; i += 64) {
+            upTo += total(groupSums(load(freqs + i)));
+            const bool isBehind = target >= upTo;
+            below = isBehind ? upTo : below;
+            first = isBehind ? i + 64 : first;
         }
-        const ScanHit hit = locate64(freqs + i, count - i, target - below);
-        return {i + hit.index, below + hit.below};
+        const ScanHit hit = locate64(freqs + first, std::min(count - first, 64), target - below);
+        return {first + hit.index, below + hit.below};
     }
 
     static quint32 mask(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
@@ -73,57 +70,80 @@ private:
         return _mm512_sad_epu8(v, _mm512_setzero_si512());
     }
 
-    /// locate() among up to 16 states, by sums of 16 bits that run through both halves.
-    Q_ALWAYS_INLINE static ScanHit locate16(const quint8 *freqs, int count, quint32 target) noexcept
+    Q_ALWAYS_INLINE static quint32 total(__m512i sums) noexcept
     {
-        const __m256i own = _mm256_cvtepu8_epi16(
-            _mm_maskz_loadu_epi8(__mmask16(_bzhi_u32(0xFFFF, quint32(count))), freqs));
-        __m256i upTo = _mm256_add_epi16(own, _mm256_slli_si256(own, 2));
-        upTo = _mm256_add_epi16(upTo, _mm256_slli_si256(upTo, 4));
-        upTo = _mm256_add_epi16(upTo, _mm256_slli_si256(upTo, 8));
-        upTo = _mm256_add_epi16(upTo,
-                                _mm256_maskz_permutexvar_epi16(0xFF00, _mm256_set1_epi16(7), upTo));
+        const __m256i four = _mm256_add_epi64(_mm512_castsi512_si256(sums),
+                                              _mm512_extracti64x4_epi64(sums, 1));
+        return total(four);
+    }
+    Q_ALWAYS_INLINE static quint32 total(__m256i four) noexcept
+    {
+        const __m128i two
+            = _mm_add_epi64(_mm256_castsi256_si128(four), _mm256_extracti128_si256(four, 1));
+        return quint32(_mm_cvtsi128_si32(_mm_add_epi64(two, _mm_unpackhi_epi64(two, two))));
+    }
+    /// locate() among up to 32 states, by running sums of 16 bits.
+    ///
+    /// None of the sums depends on the target, so they are ready when a division brings it.
+    Q_ALWAYS_INLINE static ScanHit locate32(const quint8 *freqs, int count, quint32 target) noexcept
+    {
+        const __m256i bytes
+            = _mm256_maskz_loadu_epi8(_bzhi_u32(~0u, quint32(count)), freqs);
+        const __m512i own = _mm512_cvtepu8_epi16(bytes);
+        __m512i upTo = _mm512_add_epi16(own, _mm512_bslli_epi128(own, 2));
+        upTo = _mm512_add_epi16(upTo, _mm512_bslli_epi128(upTo, 4));
+        upTo = _mm512_add_epi16(upTo, _mm512_bslli_epi128(upTo, 8));
+
+        // Each group of eight also needs the sum of the groups before it.
+        const __m256i groups = _mm256_sad_epu8(bytes, _mm256_setzero_si256());
+        const __m256i one = _mm256_maskz_permutex_epi64(0b1110, groups, 0b10010000);
+        const __m256i two = _mm256_maskz_permutex_epi64(0b1100, groups, 0b01000000);
+        const __m256i three = _mm256_maskz_permutex_epi64(0b1000, groups, 0b00000000);
+        const __m256i before = _mm256_add_epi64(_mm256_add_epi64(one, two), three);
+        const __m512i spread = _mm512_set_epi64(0x000C000C000C000C, 0x000C000C000C000C,
+                                                0x0008000800080008, 0x0008000800080008,
+                                                0x0004000400040004, 0x0004000400040004, 0, 0);
+        upTo = _mm512_add_epi16(upTo,
+                                _mm512_permutexvar_epi16(spread, _mm512_castsi256_si512(before)));
+
+        alignas(64) quint16 below[64];
+        below[0] = 0;
+        _mm512_storeu_si512(below + 1, upTo);
         const quint32 wanted = target < 0xFFFF ? target : 0xFFFF;
-        const quint32 above =
-            _mm256_cmpgt_epu16_mask(upTo, _mm256_set1_epi16(short(quint16(wanted))));
-        alignas(64) quint16 before[32];
-        _mm256_store_si256(reinterpret_cast<__m256i *>(before + 1), upTo);
-        before[0] = 0;
-        const int index = int(_tzcnt_u32(above | (1u << count)));
-        return {index, before[index]};
+        const quint64 above
+            = _mm512_cmpgt_epu16_mask(upTo, _mm512_set1_epi16(short(quint16(wanted))));
+        const int index = int(_tzcnt_u64(above | quint64(1) << count));
+        return {index, below[index]};
     }
 
-    /// locate() among up to 64 states: running sums within groups of 8, and of the groups.
+    /// locate() among up to 64 states: first among groups of eight, then in the group.
     Q_ALWAYS_INLINE static ScanHit locate64(const quint8 *freqs, int count, quint32 target) noexcept
     {
-        const __m512i own = firstOf(freqs, count);
-        const __m512i groups = groupSums(own);
         const __m512i zero = _mm512_setzero_si512();
+        const __m512i groups = groupSums(firstOf(freqs, count));
         __m512i upTo = _mm512_add_epi64(groups, _mm512_alignr_epi64(groups, zero, 7));
         upTo = _mm512_add_epi64(upTo, _mm512_alignr_epi64(upTo, zero, 6));
         upTo = _mm512_add_epi64(upTo, _mm512_alignr_epi64(upTo, zero, 4));
-        const __m512i before = _mm512_sub_epi64(upTo, groups);
-
-        const __m512i wanted = _mm512_set1_epi64(qint64(target));
-        const quint32 above = _mm512_cmpgt_epu64_mask(upTo, wanted);
-        if (above == 0)
-            return {count, quint32(_mm_cvtsi128_si64(
-                               _mm512_castsi512_si128(_mm512_alignr_epi64(upTo, upTo, 7))))};
-        alignas(64) quint64 groupBefore[8];
-        _mm512_store_si512(groupBefore, before);
-        const int group = int(_tzcnt_u32(above));
-        const auto below = quint32(groupBefore[group]);
+        alignas(64) quint64 groupBelow[16];
+        groupBelow[0] = 0;
+        _mm512_storeu_si512(groupBelow + 1, upTo);
+        const quint32 above = _mm512_cmpgt_epu64_mask(upTo, _mm512_set1_epi64(qint64(target)));
+        const int group = int(_tzcnt_u32(above | 1u << 8));
+        const auto below = quint32(groupBelow[group]);
+        if (group == 8)
+            return {count, below};
 
         const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(freqs + 8 * group));
-        const __m128i words = _mm_cvtepu8_epi16(bytes);
-        __m128i sums = _mm_add_epi16(words, _mm_slli_si128(words, 2));
+        const __m128i own = _mm_cvtepu8_epi16(bytes);
+        __m128i sums = _mm_add_epi16(own, _mm_slli_si128(own, 2));
         sums = _mm_add_epi16(sums, _mm_slli_si128(sums, 4));
         sums = _mm_add_epi16(sums, _mm_slli_si128(sums, 8));
-        const quint32 aboveInGroup =
-            _mm_cmpgt_epu16_mask(sums, _mm_set1_epi16(short(quint16(target - below))));
-        alignas(16) quint16 inGroup[8];
-        _mm_store_si128(reinterpret_cast<__m128i *>(inGroup), _mm_sub_epi16(sums, words));
-        const int place = int(_tzcnt_u32(aboveInGroup)) & 7;
+        alignas(32) quint16 inGroup[16];
+        inGroup[0] = 0;
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(inGroup + 1), sums);
+        const quint32 aboveInGroup
+            = _mm_cmpgt_epu16_mask(sums, _mm_set1_epi16(short(quint16(target - below))));
+        const int place = int(_tzcnt_u32(aboveInGroup | 1u << 8));
         return {8 * group + place, below + inGroup[place]};
     }
 
@@ -142,7 +162,7 @@ private:
             _mm512_store_si512(masked.freqs + i, left);
             sums = _mm512_add_epi64(sums, groupSums(left));
         }
-        return quint32(_mm512_reduce_add_epi64(sums));
+        return total(sums);
     }
 
     /// A table of 256 bytes, looked up for 64 symbols at once.
@@ -167,7 +187,7 @@ private:
             _mm512_store_si512(masked.freqs + i, left);
             sums = _mm512_add_epi64(sums, groupSums(left));
         }
-        return quint32(_mm512_reduce_add_epi64(sums));
+        return total(sums);
     }
 };
 
