@@ -74,7 +74,7 @@ protected:
     {
         this->previousSuccess = 2 * all.freqs[0] > c->summFreq ? 1 : 0;
         if (raise(c, all.freqs[0]) > ppmd::maxFreq) [[unlikely]]
-            return this->rescale(c, 0);
+            return this->rescale(c, 0, Scan::halve);
         return {all.freqs, all.successors};
     }
 
@@ -86,7 +86,7 @@ protected:
             return {&all.freqs[i], &all.successors[i]};
         all.swapWithPrevious(i--);
         if (all.freqs[i] > ppmd::maxFreq) [[unlikely]]
-            return this->rescale(c, i);
+            return this->rescale(c, i, Scan::halve);
         return {&all.freqs[i], &all.successors[i]};
     }
 
@@ -152,7 +152,7 @@ protected:
         seeHit(see);
         StateRef found{&all.freqs[i], &all.successors[i]};
         if (raise(c, all.freqs[i]) > ppmd::maxFreq) [[unlikely]]
-            found = this->rescale(c, i);
+            found = this->rescale(c, i, Scan::halve);
         this->runLength = this->initialRunLength;
         return found;
     }

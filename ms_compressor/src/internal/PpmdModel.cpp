@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 
 namespace kyv::compressor::internal {
 
@@ -36,10 +35,10 @@ void moveToFront(const StateArray &all, int found) noexcept
     all.successors[0] = successor;
 }
 
-/// Sorts few states by falling frequency; equal ones keep their order.
-void sortByInsertion(const StateArray &all, int count) noexcept
+/// Sorts few states by falling frequency, from state \a first on; equal ones keep their order.
+void sortByInsertion(const StateArray &all, int count, int first) noexcept
 {
-    for (int i = 1; i < count; ++i) {
+    for (int i = first; i < count; ++i) {
         const quint8 freq = all.freqs[i];
         if (freq <= all.freqs[i - 1])
             continue;
@@ -83,12 +82,12 @@ void sortByCounting(const StateArray &all, int count) noexcept
     }
 }
 
-void sortByFreq(const StateArray &all, int count) noexcept
+void sortByFreq(const StateArray &all, int count, int first) noexcept
 {
     constexpr int few = 32;
     if (count <= few)
-        sortByInsertion(all, count);
-    else if (!std::is_sorted(all.freqs, all.freqs + count, std::greater<quint8>()))
+        sortByInsertion(all, count, first);
+    else
         sortByCounting(all, count);
 }
 
@@ -164,7 +163,7 @@ void PpmdModel::restart() noexcept
     start();
 }
 
-StateRef PpmdModel::rescale(Context *c, int found) noexcept
+StateRef PpmdModel::rescale(Context *c, int found, Halve halve) noexcept
 {
     ++m_events.rescales;
     const StateArray all = states(c);
@@ -176,20 +175,14 @@ StateRef PpmdModel::rescale(Context *c, int found) noexcept
 
     const quint32 oldSumm = c->summFreq;
     const quint32 oldFirst = all.freqs[0];
-    quint32 escFreq = oldSumm;
-    quint32 summ = 0;
-    for (int i = 0; i <= numStats; ++i) {
-        escFreq -= all.freqs[i];
-        all.freqs[i] = quint8((all.freqs[i] + adder) >> 1);
-        summ += all.freqs[i];
-    }
+    const Halved halved = halve(all.symbols, all.freqs, numStats + 1, adder);
+    quint32 escFreq = oldSumm - halved.oldSum;
+    quint32 summ = halved.newSum;
     // Format: only the states behind the first set the flag again.
-    bool isHigh = false;
-    for (int i = 1; i <= numStats; ++i)
-        isHigh |= all.freqs[i] > 0 && all.symbols[i] >= highSymbol;
-    if (isHigh)
+    if (halved.hasHigh)
         c->flags |= highSymbolFlag;
-    sortByFreq(all, numStats + 1);
+    if (halved.firstUnsorted <= numStats)
+        sortByFreq(all, numStats + 1, halved.firstUnsorted);
 
     int left = numStats;
     while (left > 0 && all.freqs[left] == 0)

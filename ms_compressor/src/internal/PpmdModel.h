@@ -2,6 +2,7 @@
 
 #include "internal/PpmdRecords.h"
 #include "internal/PpmdTables.h"
+#include "internal/StateScan.h"
 #include "internal/UnitAllocator.h"
 
 namespace kyv::compressor::internal {
@@ -28,6 +29,9 @@ struct PpmdEvents
 class PpmdModel
 {
 public:
+    using Halve = Halved (*)(const quint8 *symbols, quint8 *freqs, int count,
+                             quint32 adder) noexcept;
+
     /// Longest supported order.
     static constexpr int orderLimit = 16;
 
@@ -54,9 +58,10 @@ public:
 
     /// Halves the frequencies of \a c, with state \a found, just raised, moved to the front.
     ///
+    /// \a halve is the halve() of a scan, see StateScan.h.
     /// Returns the found state where it is then, or nothing if the memory was exhausted and the
     /// model restarted: the symbol ends there.
-    ppmd::StateRef rescale(ppmd::Context *c, int found) noexcept;
+    ppmd::StateRef rescale(ppmd::Context *c, int found, Halve halve) noexcept;
 
     /// Makes room for one more state in \a c; false if the memory is exhausted.
     bool expand(ppmd::Context *c) noexcept;

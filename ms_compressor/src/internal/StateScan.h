@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QtGlobal>
+#include "internal/PpmdTables.h"
 
-#include <cstring>
+#include <QtGlobal>
 
 namespace kyv::compressor::internal {
 
@@ -17,6 +17,15 @@ struct ScanHit
 struct MaskedFreqs
 {
     alignas(64) quint8 freqs[256];
+};
+
+/// What halving the frequencies of a context found.
+struct Halved
+{
+    quint32 oldSum;    ///< All frequencies before,
+    quint32 newSum;    ///< and after.
+    bool hasHigh;      ///< A state behind the first is left with a symbol of 64 or more.
+    int firstUnsorted; ///< No state before this exceeds its predecessor; the count if none does.
 };
 
 /// Searches and sums over the arrays of a context, one state at a time: the definition.
@@ -54,6 +63,21 @@ struct PortableScan
             below += freqs[i];
         }
         return {count, below};
+    }
+
+    /// Halves the frequencies, rounding up if \a adder is 1 and down if it is 0.
+    static Halved halve(const quint8 *symbols, quint8 *freqs, int count, quint32 adder) noexcept
+    {
+        Halved result{0, 0, false, count};
+        for (int i = count - 1; i >= 0; --i) {
+            result.oldSum += freqs[i];
+            if (i > 0 && freqs[i] > freqs[i - 1])
+                result.firstUnsorted = i;
+            freqs[i] = quint8((freqs[i] + adder) >> 1);
+            result.newSum += freqs[i];
+            result.hasHigh |= i > 0 && freqs[i] > 0 && symbols[i] >= ppmd::highSymbol;
+        }
+        return result;
     }
 
     /// Copies the frequencies to \a masked, with 0 for each symbol that is among \a ruledOut, and

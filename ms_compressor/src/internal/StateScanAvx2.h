@@ -50,6 +50,50 @@ struct Avx2Scan
         return {i + hit.index, below + hit.below};
     }
 
+    static Halved halve(const quint8 *symbols, quint8 *freqs, int count, quint32 adder) noexcept
+    {
+        const __m256i one = _mm256_set1_epi8(1);
+        const __m256i roundDown = _mm256_set1_epi8(char(1 - adder));
+        const __m256i lastLow = _mm256_set1_epi8(char(ppmd::highSymbol - 1));
+        __m256i oldSums = _mm256_setzero_si256();
+        __m256i newSums = _mm256_setzero_si256();
+        Halved result{0, 0, false, count};
+        for (int i = 0; i < count; i += 32) {
+            const __m256i all = load(freqs + i);
+            const __m256i old = firstOf32(all, count - i);
+            // The average with 0 rounds up; one less, where there is one, makes it round down.
+            const __m256i halved = _mm256_avg_epu8(_mm256_subs_epu8(old, roundDown),
+                                                   _mm256_setzero_si256());
+            const __m256i rest = _mm256_xor_si256(all, old);
+            oldSums = _mm256_add_epi64(oldSums, groupSums(old));
+            newSums = _mm256_add_epi64(newSums, groupSums(halved));
+
+            // Symbols that exceed 63 where the frequency is 1 or more.
+            const __m256i high = _mm256_min_epu8(
+                _mm256_subs_epu8(load(symbols + i), lastLow), _mm256_min_epu8(halved, one));
+            auto highs = ~quint32(
+                _mm256_movemask_epi8(_mm256_cmpeq_epi8(high, _mm256_setzero_si256())));
+            // The byte before the array is no frequency; the first state has no predecessor.
+            const __m256i excess = _mm256_subs_epu8(old, load(freqs + i - 1));
+            auto unsorted = ~quint32(
+                _mm256_movemask_epi8(_mm256_cmpeq_epi8(excess, _mm256_setzero_si256())));
+            if (i == 0) {
+                highs &= ~1u;
+                unsorted &= ~1u;
+            }
+            result.hasHigh |= highs != 0;
+            if (unsorted != 0 && result.firstUnsorted == count)
+                result.firstUnsorted = i + int(_tzcnt_u32(unsorted));
+            // What lies behind the frequencies keeps its value. The predecessor of the next 32 is
+            // halved then, which can only report too early.
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(freqs + i),
+                                _mm256_or_si256(halved, rest));
+        }
+        result.oldSum = total(oldSums);
+        result.newSum = total(newSums);
+        return result;
+    }
+
     static quint32 mask(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
                         const quint8 *freqs, int count, MaskedFreqs &masked) noexcept
     {

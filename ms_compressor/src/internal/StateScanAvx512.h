@@ -51,6 +51,37 @@ struct Avx512Scan
         return {first + hit.index, below + hit.below};
     }
 
+    static Halved halve(const quint8 *symbols, quint8 *freqs, int count, quint32 adder) noexcept
+    {
+        const __m512i roundDown = _mm512_set1_epi8(char(1 - adder));
+        __m512i oldSums = _mm512_setzero_si512();
+        __m512i newSums = _mm512_setzero_si512();
+        Halved result{0, 0, false, count};
+        for (int i = 0; i < count; i += 64) {
+            const __mmask64 here = firstMask(count - i);
+            const __m512i old = _mm512_maskz_loadu_epi8(here, freqs + i);
+            // The average with 0 rounds up; one less, where there is one, makes it round down.
+            const __m512i halved
+                = _mm512_avg_epu8(_mm512_subs_epu8(old, roundDown), _mm512_setzero_si512());
+            oldSums = _mm512_add_epi64(oldSums, groupSums(old));
+            newSums = _mm512_add_epi64(newSums, groupSums(halved));
+
+            // The first state sets no flag and has no predecessor.
+            const __mmask64 others = i == 0 ? here & ~quint64(1) : here;
+            const __mmask64 high = _mm512_mask_cmpge_epu8_mask(
+                others, load(symbols + i), _mm512_set1_epi8(char(ppmd::highSymbol)));
+            result.hasHigh |= _mm512_mask_test_epi8_mask(high, halved, halved) != 0;
+            const quint64 unsorted = _mm512_mask_cmpgt_epu8_mask(others, old, load(freqs + i - 1));
+            if (unsorted != 0 && result.firstUnsorted == count)
+                result.firstUnsorted = i + int(_tzcnt_u64(unsorted));
+            // The predecessor of the next 64 is halved then, which can only report too early.
+            _mm512_mask_storeu_epi8(freqs + i, here, halved);
+        }
+        result.oldSum = total(oldSums);
+        result.newSum = total(newSums);
+        return result;
+    }
+
     static quint32 mask(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
                         const quint8 *freqs, int count, MaskedFreqs &masked) noexcept
     {
@@ -63,7 +94,11 @@ private:
     Q_ALWAYS_INLINE static __m512i load(const quint8 *p) noexcept { return _mm512_loadu_si512(p); }
     Q_ALWAYS_INLINE static __m512i firstOf(const quint8 *p, int count) noexcept
     {
-        return _mm512_maskz_loadu_epi8(_bzhi_u64(~quint64(0), quint32(count < 64 ? count : 64)), p);
+        return _mm512_maskz_loadu_epi8(firstMask(count), p);
+    }
+    Q_ALWAYS_INLINE static __mmask64 firstMask(int count) noexcept
+    {
+        return _bzhi_u64(~quint64(0), quint32(count < 64 ? count : 64));
     }
     Q_ALWAYS_INLINE static __m512i groupSums(__m512i v) noexcept
     {
@@ -154,7 +189,7 @@ private:
         __m512i sums = _mm512_setzero_si512();
         for (int i = 0; i < count; i += 64) {
             const __m512i here = load(symbols + i);
-            __mmask64 allowed = _bzhi_u64(~quint64(0), quint32(count - i < 64 ? count - i : 64));
+            __mmask64 allowed = firstMask(count - i);
             for (int j = 0; j < ruledOutCount; ++j)
                 allowed = _mm512_mask_cmpneq_epi8_mask(allowed, here,
                                                        _mm512_set1_epi8(char(ruledOut[j])));
