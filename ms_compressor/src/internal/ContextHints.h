@@ -18,15 +18,13 @@ namespace kyv::compressor::internal {
 class ContextHints
 {
 public:
-    /// Makes hints for a coding of \a byteCount bytes, or none where they can't pay.
-    explicit ContextHints(qint32 byteCount) noexcept
+    /// Makes room for the hints unless there is; false where there is no memory for them.
+    bool prepare() noexcept
     {
-        if (byteCount >= minByteCount)
+        if (m_hints == nullptr)
             m_hints.reset(static_cast<Hint *>(std::calloc(size_t(1) << 16, sizeof(Hint))));
+        return m_hints != nullptr;
     }
-
-    /// False where there is nothing to remember or fetch.
-    Q_ALWAYS_INLINE explicit operator bool() const noexcept { return m_hints != nullptr; }
 
     /// Remembers that \a c follows \a symbols, two of them, the older in the upper byte.
     Q_ALWAYS_INLINE void remember(quint32 symbols, quint32 offset, const ppmd::Context *c) noexcept
@@ -61,7 +59,6 @@ public:
     }
 
 private:
-    static constexpr qint32 minByteCount = 1 << 16;
     static constexpr size_t lineBytes = 64;
 
     struct Hint

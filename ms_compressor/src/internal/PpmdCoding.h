@@ -164,15 +164,16 @@ protected:
 
     // Between two symbols -------------------------------------------------------------------------
 
-    /// The context of the next symbol, after \a symbol was \a found in \a c.
-    Q_ALWAYS_INLINE Context *next(Context *c, quint8 symbol, StateRef found) noexcept
+    /// The context of the next symbol, after \a symbol was looked for from \a maxContext on and
+    /// \a found in \a c.
+    Q_ALWAYS_INLINE Context *next(Context *maxContext, Context *c, quint8 symbol,
+                                  StateRef found) noexcept
     {
         if (!found) [[unlikely]] // the model restarted, and the symbol ends there
-            return this->maxContext;
+            return this->root;
         if (this->orderFall == 0 && *found.successor >= this->units.unitsStart())
-            return this->maxContext = this->context(*found.successor);
-        this->update(c, symbol, *found.freq, found.successor);
-        return this->maxContext;
+            return this->context(*found.successor);
+        return this->update(maxContext, c, symbol, *found.freq, found.successor);
     }
 
     MaskedFreqs m_masked;

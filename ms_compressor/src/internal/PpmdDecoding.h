@@ -26,32 +26,35 @@ public:
                           qint32 capacity) noexcept
     {
         RangeDecoder coder(input, inputLength);
-        ContextHints hints(capacity);
-        Context *c = this->maxContext;
-        quint8 symbol;
-        quint32 last = 0;
+        ContextHints hints;
+        bool isLarge = false;
+        quint32 last = 0; // the symbols before this one
         qint32 position = 0;
+        Context *maxContext = this->root;
         while (true) {
-            Context *current = this->orderFall == 0 ? c : nullptr;
+            Context *c = maxContext;
+            quint8 symbol;
+            if (isLarge && this->orderFall == 0)
+                hints.remember(last, this->units.offsetOf(c), c);
             const StateRef found = decode(coder, c, symbol);
-            if (c == nullptr)
-                break;
-            if (position >= capacity)
+            if (c == nullptr || position >= capacity)
                 break;
             output[position++] = symbol;
             if (position == capacity)
                 break;
-            if (hints)
-                hints.fetchAll(this->units, last << 8 | symbol);
-            c = this->next(c, symbol, found);
-            if (hints && current != nullptr)
-                hints.remember(last, this->units.offsetOf(current), current);
             last = last << 8 | symbol;
+            if (isLarge)
+                hints.fetchAll(this->units, last);
+            if (position % stretch == 0)
+                isLarge = this->outgrowsCaches() && hints.prepare();
+            maxContext = this->next(maxContext, c, symbol, found);
         }
         return {position, this->events()};
     }
 
 private:
+    static constexpr qint32 stretch = 4096; ///< Symbols between two looks at the model's size.
+
     /// Decodes one symbol, from context \a c on; \a c becomes the one that holds it, or none at
     /// the end of the data.
     Q_ALWAYS_INLINE StateRef decode(RangeDecoder &coder, Context *&c, quint8 &symbol) noexcept

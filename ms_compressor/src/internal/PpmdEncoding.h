@@ -23,28 +23,29 @@ public:
                           qint32 capacity) noexcept
     {
         RangeEncoder coder(output, capacity);
-        ContextHints hints(inputLength);
-        Context *c = this->maxContext;
-        qint32 i = 0;
-        if (hints) {
-            quint32 last = 0;
-            for (; i + contextLead < inputLength; ++i) {
-                hints.fetchContext(this->units, pairAt(input + i + contextLead));
-                hints.fetchStates(this->units, pairAt(input + i + statesLead));
-                Context *current = this->orderFall == 0 ? c : nullptr;
+        ContextHints hints;
+        Context *c = this->root;
+        for (qint32 i = 0; i < inputLength;) {
+            // While the model is large, the encoder, who knows what comes, fetches each context
+            // some symbols ahead, and its states later. The last symbols go without.
+            const qint32 end = i + std::min(inputLength - i, stretch);
+            const bool isLarge = i > 0 && inputLength - end > contextLead && this->outgrowsCaches()
+                                 && hints.prepare();
+            for (; i < end; ++i) {
+                if (isLarge) {
+                    hints.fetchContext(this->units, pairAt(input + i + contextLead));
+                    hints.fetchStates(this->units, pairAt(input + i + statesLead));
+                    if (this->orderFall == 0)
+                        hints.remember(pairAt(input + i - 1), this->units.offsetOf(c), c);
+                }
                 c = encode(coder, c, input[i]);
-                if (current != nullptr)
-                    hints.remember(last, this->units.offsetOf(current), current);
-                last = last << 8 | input[i];
             }
         }
-        for (; i < inputLength; ++i)
-            c = encode(coder, c, input[i]);
         return {qint32(encodeEnd(coder, c) - output), this->events()};
     }
 
 private:
-    // The encoder knows what comes: it fetches a context some symbols ahead, and its states later.
+    static constexpr qint32 stretch = 4096; ///< Symbols between two looks at the model's size.
     static constexpr qint32 contextLead = 6;
     static constexpr qint32 statesLead = 3;
 
@@ -54,8 +55,10 @@ private:
         return quint32(p[-1]) << 8 | p[0];
     }
 
-    Q_ALWAYS_INLINE Context *encode(RangeEncoder &coder, Context *c, quint8 symbol) noexcept
+    Q_ALWAYS_INLINE Context *encode(RangeEncoder &coder, Context *maxContext,
+                                    quint8 symbol) noexcept
     {
+        Context *c = maxContext;
         RuledOut out;
         StateRef found;
         if (c->numStats == 0) {
@@ -63,7 +66,7 @@ private:
             const quint32 probability = cell;
             if (*c->singleSymbol() == symbol) {
                 coder.encodeHit(probability);
-                return this->next(c, symbol, this->binaryHit(c, cell, probability));
+                return this->next(maxContext, c, symbol, this->binaryHit(c, cell, probability));
             }
             coder.encodeMiss(probability);
             out = this->binaryMiss(c, cell, probability);
@@ -72,14 +75,14 @@ private:
             const quint32 total = c->summFreq;
             if (all.symbols[0] == symbol) {
                 coder.encode(0, all.freqs[0], total);
-                return this->next(c, symbol, this->firstHit(c, all));
+                return this->next(maxContext, c, symbol, this->firstHit(c, all));
             }
             const int count = c->numStats + 1;
             const int i = Scan::find(all.symbols, count, symbol);
             const quint32 below = Scan::sum(all.freqs, i);
             if (i != count) {
                 coder.encode(below, all.freqs[i], total);
-                return this->next(c, symbol, this->laterHit(c, all, i));
+                return this->next(maxContext, c, symbol, this->laterHit(c, all, i));
             }
             coder.encode(below, total - below, total);
             this->previousSuccess = 0;
@@ -97,13 +100,13 @@ private:
             const int i = Scan::find(all.symbols, count, symbol);
             if (i != count) {
                 coder.encode(Scan::sum(this->m_masked.freqs, i), all.freqs[i], sum + escapeFreq);
-                return this->next(c, symbol, this->maskedHit(c, all, i, see));
+                return this->next(maxContext, c, symbol, this->maskedHit(c, all, i, see));
             }
             coder.encode(sum, escapeFreq, sum + escapeFreq);
             this->seeEscape(see, sum + escapeFreq);
             out = this->ruleOut(c, all);
         }
-        return this->maxContext;
+        return this->root;
     }
 
     /// Escapes out of every context, which marks the end, and returns the end of the output.

@@ -60,8 +60,8 @@ void sortByInsertion(const StateArray &all, int count, int first) noexcept
 void sortByCounting(const StateArray &all, int count) noexcept
 {
     const auto n = size_t(count);
-    // Halved frequencies are at most 128. Entry 129 - f counts frequency f; then entry 128 - f tells
-    // where it begins.
+    // Halved frequencies are at most 128. Entry 129 - f counts frequency f; then entry 128 - f
+    // tells where it begins.
     quint16 places[130] = {};
     for (size_t i = 0; i < n; ++i)
         ++places[129 - all.freqs[i]];
@@ -148,19 +148,18 @@ void PpmdModel::start() noexcept
     binSumm = initialBinaryTable;
     seeContexts = initialSeeTable;
 
-    const quint32 root = units.allocateContext();
-    const quint32 array = units.allocate(statsToIndex[255]);
-    maxContext = context(root);
-    *maxContext = {255, 0, 257, array, 0};
-    const StateArray all = states(maxContext);
+    root = context(units.allocateContext());
+    *root = {255, 0, 257, units.allocate(statsToIndex[255]), 0};
+    const StateArray all = states(root);
     std::memcpy(all.symbols, initialRootStates.data(), initialRootStates.size());
     std::memset(all.successors, 0, 256 * sizeof *all.successors);
 }
 
-void PpmdModel::restart() noexcept
+Context *PpmdModel::restart() noexcept
 {
     ++m_events.restarts;
     start();
+    return root;
 }
 
 StateRef PpmdModel::rescale(Context *c, int found, Halve halve) noexcept

@@ -35,6 +35,9 @@ public:
     /// Longest supported order.
     static constexpr int orderLimit = 16;
 
+    /// True once the model is too large for the caches near the processor.
+    bool outgrowsCaches() const noexcept { return units.unitBytes() > (1u << 20); }
+
     /// Starts a model of order \a maxOrder (2 to orderLimit) in \a memory.
     PpmdModel(ModelMemory::Block memory, int maxOrder) noexcept;
 
@@ -53,8 +56,8 @@ public:
     /// Forgets everything learnt and begins anew, as a fresh model does.
     ///
     /// This is what the format does when the memory or the text area is exhausted. Encoder and
-    /// decoder do it at the same symbol, so the stream holds no mark of it.
-    void restart() noexcept;
+    /// decoder do it at the same symbol, so the stream holds no mark of it. Returns the new root.
+    ppmd::Context *restart() noexcept;
 
     /// Halves the frequencies of \a c, with state \a found, just raised, moved to the front.
     ///
@@ -69,7 +72,7 @@ public:
     bool leaveBinary(ppmd::Context *c) noexcept;
 
     UnitAllocator units;
-    ppmd::Context *maxContext = nullptr; ///< Where the coding of the next symbol starts.
+    ppmd::Context *root = nullptr;
     int orderFall = 0; ///< By how much the current context's order is below maxOrder.
     int maxOrder;
     int initialRunLength;

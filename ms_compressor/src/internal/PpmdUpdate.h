@@ -16,15 +16,16 @@ class PpmdUpdate : public PpmdModel
 public:
     using PpmdModel::PpmdModel;
 
-    /// Learns \a symbol, found as state \a found of \a minContext with frequency \a freq.
+    /// Learns \a symbol, which was looked for from \a maxContext on and found in \a minContext,
+    /// in a state of frequency \a freq.
     ///
-    /// Sets maxContext, where the next symbol starts. Returns false if the model was restarted.
-    bool update(ppmd::Context *minContext, quint8 symbol, quint32 freq, quint32 *successor) noexcept
+    /// Returns the context where the next symbol starts: the new root if the memory was exhausted
+    /// and the model restarted.
+    Q_NEVER_INLINE ppmd::Context *update(ppmd::Context *maxContext, ppmd::Context *minContext,
+                                         quint8 symbol, quint32 freq, quint32 *successor) noexcept
     {
-        if (learn(minContext, symbol, freq, successor))
-            return true;
-        restart();
-        return false;
+        const quint32 next = learn(maxContext, minContext, symbol, freq, successor);
+        return next != 0 ? context(next) : restart();
     }
 
 private:
@@ -32,13 +33,15 @@ private:
     using StateArray = ppmd::StateArray;
     using StateRef = ppmd::StateRef;
 
-    bool learn(Context *minContext, quint8 symbol, quint32 freq, quint32 *successor) noexcept;
+    quint32 learn(Context *maxContext, Context *minContext, quint8 symbol, quint32 freq,
+                  quint32 *successor) noexcept;
     StateRef raiseInSuffix(Context *suffix, quint8 symbol, quint32 freq) noexcept;
     bool addState(Context *c, const Context *minContext, quint8 symbol, quint32 freq,
                   quint32 successor) noexcept;
     quint32 createSuccessors(Context *c, quint8 symbol, quint32 *successor, quint32 *inSuffix,
                              bool skip) noexcept;
-    quint32 reduceOrder(Context *minContext, quint8 symbol, quint32 *successor) noexcept;
+    quint32 reduceOrder(const Context *maxContext, Context *minContext, quint8 symbol,
+                        quint32 *successor) noexcept;
     quint8 firstFreq(Context *target, quint8 symbol) const noexcept;
 
     /// Place of a symbol that \a c holds; a place inside the array in any case.
@@ -51,8 +54,8 @@ private:
 };
 
 template <class Scan>
-bool PpmdUpdate<Scan>::learn(Context *minContext, quint8 symbol, quint32 freq,
-                             quint32 *successor) noexcept
+quint32 PpmdUpdate<Scan>::learn(Context *maxContext, Context *minContext, quint8 symbol,
+                                quint32 freq, quint32 *successor) noexcept
 {
     StateRef inSuffix;
     if (minContext->suffix != 0)
@@ -61,25 +64,23 @@ bool PpmdUpdate<Scan>::learn(Context *minContext, quint8 symbol, quint32 freq,
     if (orderFall == 0 && *successor != 0) {
         const quint32 next =
             createSuccessors(minContext, symbol, successor, inSuffix.successor, true);
-        if (next == 0)
-            return false;
-        *successor = next;
-        maxContext = context(next);
-        return true;
+        if (next != 0)
+            *successor = next;
+        return next;
     }
 
     units.appendText(symbol);
     quint32 newSuccessor = units.text();
     if (newSuccessor >= units.unitsStart())
-        return false;
+        return 0;
 
     quint32 next = *successor;
     if (next == 0)
-        next = reduceOrder(minContext, symbol, successor);
+        next = reduceOrder(maxContext, minContext, symbol, successor);
     else if (next < units.unitsStart())
         next = createSuccessors(minContext, symbol, successor, inSuffix.successor, false);
     if (next == 0)
-        return false;
+        return 0;
 
     if (--orderFall == 0) {
         newSuccessor = next;
@@ -88,10 +89,9 @@ bool PpmdUpdate<Scan>::learn(Context *minContext, quint8 symbol, quint32 freq,
     }
     for (Context *c = maxContext; c != minContext; c = context(c->suffix)) {
         if (!addState(c, minContext, symbol, freq, newSuccessor))
-            return false;
+            return 0;
     }
-    maxContext = context(next);
-    return true;
+    return next;
 }
 
 /// Step 1 of the update: the found symbol gains weight in the next shorter context as well.
@@ -246,7 +246,7 @@ quint32 PpmdUpdate<Scan>::createSuccessors(Context *c, quint8 symbol, quint32 *s
 /// Finds where to go on after a symbol that leads nowhere yet in \a minContext: promises it a
 /// context in every order that lacks one, and takes the first shorter one that has it.
 template <class Scan>
-quint32 PpmdUpdate<Scan>::reduceOrder(Context *minContext, quint8 symbol,
+quint32 PpmdUpdate<Scan>::reduceOrder(const Context *maxContext, Context *minContext, quint8 symbol,
                                       quint32 *successor) noexcept
 {
     const quint32 text = units.text();

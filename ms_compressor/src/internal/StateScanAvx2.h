@@ -62,21 +62,21 @@ struct Avx2Scan
             const __m256i all = load(freqs + i);
             const __m256i old = firstOf32(all, count - i);
             // The average with 0 rounds up; one less, where there is one, makes it round down.
-            const __m256i halved = _mm256_avg_epu8(_mm256_subs_epu8(old, roundDown),
-                                                   _mm256_setzero_si256());
+            const __m256i halved =
+                _mm256_avg_epu8(_mm256_subs_epu8(old, roundDown), _mm256_setzero_si256());
             const __m256i rest = _mm256_xor_si256(all, old);
             oldSums = _mm256_add_epi64(oldSums, groupSums(old));
             newSums = _mm256_add_epi64(newSums, groupSums(halved));
 
             // Symbols that exceed 63 where the frequency is 1 or more.
-            const __m256i high = _mm256_min_epu8(
-                _mm256_subs_epu8(load(symbols + i), lastLow), _mm256_min_epu8(halved, one));
-            auto highs = ~quint32(
-                _mm256_movemask_epi8(_mm256_cmpeq_epi8(high, _mm256_setzero_si256())));
+            const __m256i high = _mm256_min_epu8(_mm256_subs_epu8(load(symbols + i), lastLow),
+                                                 _mm256_min_epu8(halved, one));
+            auto highs =
+                ~quint32(_mm256_movemask_epi8(_mm256_cmpeq_epi8(high, _mm256_setzero_si256())));
             // The byte before the array is no frequency; the first state has no predecessor.
             const __m256i excess = _mm256_subs_epu8(old, load(freqs + i - 1));
-            auto unsorted = ~quint32(
-                _mm256_movemask_epi8(_mm256_cmpeq_epi8(excess, _mm256_setzero_si256())));
+            auto unsorted =
+                ~quint32(_mm256_movemask_epi8(_mm256_cmpeq_epi8(excess, _mm256_setzero_si256())));
             if (i == 0) {
                 highs &= ~1u;
                 unsorted &= ~1u;

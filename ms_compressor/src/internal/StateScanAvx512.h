@@ -61,8 +61,8 @@ struct Avx512Scan
             const __mmask64 here = firstMask(count - i);
             const __m512i old = _mm512_maskz_loadu_epi8(here, freqs + i);
             // The average with 0 rounds up; one less, where there is one, makes it round down.
-            const __m512i halved
-                = _mm512_avg_epu8(_mm512_subs_epu8(old, roundDown), _mm512_setzero_si512());
+            const __m512i halved =
+                _mm512_avg_epu8(_mm512_subs_epu8(old, roundDown), _mm512_setzero_si512());
             oldSums = _mm512_add_epi64(oldSums, groupSums(old));
             newSums = _mm512_add_epi64(newSums, groupSums(halved));
 
@@ -107,14 +107,14 @@ private:
 
     Q_ALWAYS_INLINE static quint32 total(__m512i sums) noexcept
     {
-        const __m256i four = _mm256_add_epi64(_mm512_castsi512_si256(sums),
-                                              _mm512_extracti64x4_epi64(sums, 1));
+        const __m256i four =
+            _mm256_add_epi64(_mm512_castsi512_si256(sums), _mm512_extracti64x4_epi64(sums, 1));
         return total(four);
     }
     Q_ALWAYS_INLINE static quint32 total(__m256i four) noexcept
     {
-        const __m128i two
-            = _mm_add_epi64(_mm256_castsi256_si128(four), _mm256_extracti128_si256(four, 1));
+        const __m128i two =
+            _mm_add_epi64(_mm256_castsi256_si128(four), _mm256_extracti128_si256(four, 1));
         return quint32(_mm_cvtsi128_si32(_mm_add_epi64(two, _mm_unpackhi_epi64(two, two))));
     }
     /// locate() among up to 32 states, by running sums of 16 bits.
@@ -122,8 +122,7 @@ private:
     /// None of the sums depends on the target, so they are ready when a division brings it.
     Q_ALWAYS_INLINE static ScanHit locate32(const quint8 *freqs, int count, quint32 target) noexcept
     {
-        const __m256i bytes
-            = _mm256_maskz_loadu_epi8(_bzhi_u32(~0u, quint32(count)), freqs);
+        const __m256i bytes = _mm256_maskz_loadu_epi8(_bzhi_u32(~0u, quint32(count)), freqs);
         const __m512i own = _mm512_cvtepu8_epi16(bytes);
         __m512i upTo = _mm512_add_epi16(own, _mm512_bslli_epi128(own, 2));
         upTo = _mm512_add_epi16(upTo, _mm512_bslli_epi128(upTo, 4));
@@ -135,9 +134,9 @@ private:
         const __m256i two = _mm256_maskz_permutex_epi64(0b1100, groups, 0b01000000);
         const __m256i three = _mm256_maskz_permutex_epi64(0b1000, groups, 0b00000000);
         const __m256i before = _mm256_add_epi64(_mm256_add_epi64(one, two), three);
-        const __m512i spread = _mm512_set_epi64(0x000C000C000C000C, 0x000C000C000C000C,
-                                                0x0008000800080008, 0x0008000800080008,
-                                                0x0004000400040004, 0x0004000400040004, 0, 0);
+        const __m512i spread =
+            _mm512_set_epi64(0x000C000C000C000C, 0x000C000C000C000C, 0x0008000800080008,
+                             0x0008000800080008, 0x0004000400040004, 0x0004000400040004, 0, 0);
         upTo = _mm512_add_epi16(upTo,
                                 _mm512_permutexvar_epi16(spread, _mm512_castsi256_si512(before)));
 
@@ -145,8 +144,8 @@ private:
         below[0] = 0;
         _mm512_storeu_si512(below + 1, upTo);
         const quint32 wanted = target < 0xFFFF ? target : 0xFFFF;
-        const quint64 above
-            = _mm512_cmpgt_epu16_mask(upTo, _mm512_set1_epi16(short(quint16(wanted))));
+        const quint64 above =
+            _mm512_cmpgt_epu16_mask(upTo, _mm512_set1_epi16(short(quint16(wanted))));
         const int index = int(_tzcnt_u64(above | quint64(1) << count));
         return {index, below[index]};
     }
@@ -176,8 +175,8 @@ private:
         alignas(32) quint16 inGroup[16];
         inGroup[0] = 0;
         _mm_storeu_si128(reinterpret_cast<__m128i *>(inGroup + 1), sums);
-        const quint32 aboveInGroup
-            = _mm_cmpgt_epu16_mask(sums, _mm_set1_epi16(short(quint16(target - below))));
+        const quint32 aboveInGroup =
+            _mm_cmpgt_epu16_mask(sums, _mm_set1_epi16(short(quint16(target - below))));
         const int place = int(_tzcnt_u32(aboveInGroup | 1u << 8));
         return {8 * group + place, below + inGroup[place]};
     }

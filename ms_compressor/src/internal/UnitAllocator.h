@@ -82,6 +82,12 @@ public:
     /// Bytes in use: the text and every unit that is neither free nor in the gap.
     quint32 usedMemory() const noexcept;
 
+    /// Bytes that contexts and arrays have spread over, free blocks among them.
+    quint32 unitBytes() const noexcept
+    {
+        return m_block.size - (m_hiUnit - m_loUnit) - (m_unitsStart - 1);
+    }
+
     Offset loUnit() const noexcept { return m_loUnit; }
     Offset hiUnit() const noexcept { return m_hiUnit; }
     /// Blocks that wait on free list \a index.
