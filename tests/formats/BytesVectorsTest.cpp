@@ -1,6 +1,7 @@
 // The byte service against stored streams: those that come with the tests, and the whole set
 // where KYV_VECTORS_DIR names it.
 
+#include "ByteCoder.h"
 #include "ByteVectors.h"
 #include "ReferenceByteCodec.h"
 
@@ -36,6 +37,21 @@ void referenceAgrees(const ByteVector &vector)
     EXPECT_TRUE(decoder.decode(vector.uncut, length + 1000) == vector.input);
 }
 
+void codecAgrees(const ByteVector &vector, ByteCoder::Path path)
+{
+    SCOPED_TRACE(vector.name.toStdString() + " with " + std::to_string(vector.mebibytes)
+                 + " MiB on path " + std::to_string(int(path)));
+    const qsizetype length = vector.input.size();
+    ByteCoder coder(quint32(vector.mebibytes) * ByteCoder::Mebibyte, 2, path);
+    EXPECT_TRUE(coder.encode(vector.input, 2 * length + 64) == vector.uncut);
+    if (vector.rarePaths) {
+        EXPECT_EQ(coder.rarePaths(), *vector.rarePaths);
+    }
+    EXPECT_TRUE(coder.encode(vector.input, length) == vector.stored);
+    EXPECT_TRUE(coder.decode(vector.uncut, length) == vector.input);
+    EXPECT_TRUE(coder.decode(vector.uncut, length + 1000) == vector.input);
+}
+
 } // namespace
 
 TEST(BytesVectorsTest, referenceGivesTheStreamsThatComeWithTheTests)
@@ -55,6 +71,25 @@ TEST(BytesVectorsTest, referenceGivesEveryStreamOfTheFolder)
         referenceAgrees(vector);
 }
 
+TEST(BytesVectorsTest, codecGivesTheStreamsThatComeWithTheTests)
+{
+    for (const ByteCoder::Path path : bytePaths()) {
+        for (const ByteVector &vector : readByteVectors(testDataPath(QStringLiteral("bytes"))))
+            codecAgrees(vector, path);
+    }
+}
+
+TEST(BytesVectorsTest, codecGivesEveryStreamOfTheFolder)
+{
+    KYV_FOLDER_OR_SKIP(folder, "KYV_VECTORS_DIR");
+    const QList<ByteVector> vectors = readByteVectors(folder + QStringLiteral("/bytes"));
+    ASSERT_GE(vectors.size(), 100);
+    for (const ByteCoder::Path path : bytePaths()) {
+        for (const ByteVector &vector : vectors)
+            codecAgrees(vector, path);
+    }
+}
+
 /// Format: docs/formats/bytes.md, "A total above the range". A literal division would end the
 /// stream or never end; the cut gives it back, alone and with more data behind it.
 TEST(BytesVectorsTest, totalAboveTheRangeIsCutOneStepWider)
@@ -70,5 +105,11 @@ TEST(BytesVectorsTest, totalAboveTheRangeIsCutOneStepWider)
         const QByteArray stream = codec.encode(more, 1 << 20);
         EXPECT_TRUE(codec.decode(stream, more.size()) == more);
         EXPECT_TRUE(codec.decode(stream, more.size() + 1) == more);
+        for (const ByteCoder::Path path : bytePaths()) {
+            ByteCoder coder(quint32(mebibytes) * ByteCoder::Mebibyte, 2, path);
+            EXPECT_TRUE(coder.encode(more, 1 << 20) == stream);
+            EXPECT_TRUE(coder.decode(stream, more.size()) == more);
+            EXPECT_TRUE(coder.decode(stream, more.size() + 1) == more);
+        }
     }
 }

@@ -14,8 +14,8 @@ constexpr int Escape = -1;
 
 } // namespace
 
-ReferenceByteCodec::ReferenceByteCodec(int mebibytes, int order)
-    : m_model(mebibytes, order)
+ReferenceByteCodec::ReferenceByteCodec(BlockSize size, int order)
+    : m_model(size, order)
     , m_coder(m_model.rarePaths().rangeCuts)
 {}
 

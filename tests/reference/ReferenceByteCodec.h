@@ -13,8 +13,10 @@ namespace kyv::test::reference {
 /// the paths that a block of 1 GiB hardly ever takes. The block is touched only where it is used.
 class ReferenceByteCodec
 {
+    Q_DISABLE_COPY_MOVE(ReferenceByteCodec) // the parts refer to one another
+
 public:
-    explicit ReferenceByteCodec(int mebibytes = 1024, int order = 2);
+    explicit ReferenceByteCodec(BlockSize size = 1024, int order = 2);
 
     /// The stream of \a input, cut at \a capacity bytes.
     QByteArray encode(const QByteArray &input, qsizetype capacity);

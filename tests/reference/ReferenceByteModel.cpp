@@ -15,8 +15,8 @@ constexpr int InitialEscape[6][2] = {{16, -10}, {1, 51}, {14, 89}, {23, 35}, {64
 
 } // namespace
 
-ReferenceByteModel::ReferenceByteModel(int mebibytes, int order)
-    : m_units(mebibytes, m_rarePaths)
+ReferenceByteModel::ReferenceByteModel(BlockSize size, int order)
+    : m_units(size, m_rarePaths)
     , m_maxOrder(order)
 {
     start();

@@ -36,7 +36,7 @@ inline constexpr Quantizers quantizers;
 class ReferenceByteModel
 {
 public:
-    ReferenceByteModel(int mebibytes, int order);
+    ReferenceByteModel(BlockSize size, int order);
 
     void start();
 

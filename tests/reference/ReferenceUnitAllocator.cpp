@@ -42,8 +42,8 @@ constexpr quint32 SizeField = 8;
 
 } // namespace
 
-ReferenceUnitAllocator::ReferenceUnitAllocator(int mebibytes, RarePaths &rarePaths)
-    : m_size(quint32(mebibytes) << 20)
+ReferenceUnitAllocator::ReferenceUnitAllocator(BlockSize size, RarePaths &rarePaths)
+    : m_size(size.bytes)
     , m_memory(static_cast<quint8 *>(std::calloc(m_size, 1)))
     , m_base(m_memory.get() - 1)
     , m_rarePaths(rarePaths)
@@ -127,6 +127,8 @@ Offset ReferenceUnitAllocator::allocateRarely(quint32 index)
 void ReferenceUnitAllocator::glue()
 {
     ++m_rarePaths.gluings;
+    if (m_gluePasses != 0)
+        ++m_rarePaths.laterGluings;
     if (m_low != m_high)
         byte(m_low) = 0;
 

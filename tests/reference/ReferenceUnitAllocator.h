@@ -15,12 +15,29 @@ using Offset = quint32;
 
 inline constexpr Offset None = 0;
 
+/// The size of the model's block: MiB as a rule, bytes where a test wants it exhausted early.
+struct BlockSize
+{
+    quint32 bytes;
+
+    constexpr BlockSize(int mebibytes)
+        : bytes(quint32(mebibytes) << 20)
+    {}
+    static constexpr BlockSize ofBytes(quint32 bytes)
+    {
+        BlockSize size(0);
+        size.bytes = bytes;
+        return size;
+    }
+};
+
 /// How often the rare paths of the byte format ran since the codec was made.
 struct RarePaths
 {
-    quint64 restarts = 0; ///< the model was restored
-    quint64 gluings = 0;  ///< passes that merged free blocks
-    quint64 carves = 0;   ///< blocks taken from below the units area
+    quint64 restarts = 0;     ///< the model was restored
+    quint64 gluings = 0;      ///< passes that merged free blocks
+    quint64 laterGluings = 0; ///< those of them that were not a start\'s first
+    quint64 carves = 0;       ///< blocks taken from below the units area
     quint64 rescales = 0;
     quint64 rescalesToBinary = 0; ///< rescales that left one state
     quint64 failedShrinks = 0;    ///< rescales that ended in a restoration
@@ -34,7 +51,7 @@ class ReferenceUnitAllocator
 public:
     static constexpr quint32 UnitSize = 12;
 
-    ReferenceUnitAllocator(int mebibytes, RarePaths &rarePaths);
+    ReferenceUnitAllocator(BlockSize size, RarePaths &rarePaths);
 
     void start();
 
