@@ -167,12 +167,19 @@ bool readHeader(const QByteArray &data, PointsPayload &payload) noexcept
            && payload.yOffset < payload.size;
 }
 
+/// A list of \a count points (at least 1) that nothing has been written to yet.
+QList<QPointF> uninitializedPoints(qsizetype count)
+{
+    using Data = QTypedArrayData<QPointF>;
+    return QList<QPointF>(QArrayDataPointer<QPointF>(Data::allocate(count), count));
+}
+
 bool decodePayload(const QByteArray &data, QList<QPointF> &points)
 {
     PointsPayload payload;
     if (!readHeader(data, payload))
         return false;
-    points.resize(payload.pointCount);
+    points = uninitializedPoints(payload.pointCount);
     BitReader yReader(payload.bytes, payload.size, 8 * quint64(payload.yOffset));
     return readXStream(payload, points.data())
            && readFloatBlocks(yReader, points.data(), points.size());

@@ -4,29 +4,26 @@
 
 #include <QtGlobal>
 
-#include <array>
-
 namespace kyv::compressor::internal {
 
 /// Residuals that may wait to be written as width groups.
 inline constexpr int maxPendingResiduals = 256;
 
 /// Members that a width group holds at most.
-inline constexpr int maxGroupMembers = 16;
+inline constexpr unsigned maxGroupMembers = 16;
 
-/// Neighbouring residuals in groups that share a width.
-///
-/// A group is known by the position of its first residual; the next group begins at that position
-/// plus the member count. At the other positions the member count is 0.
-struct WidthGroups
+/// Neighbouring residuals that are written with the same width.
+struct WidthGroup
 {
-    std::array<quint8, maxPendingResiduals> memberCounts;
-    std::array<quint8, maxPendingResiduals> widths;
+    quint8 memberCount; // 1 to maxGroupMembers
+    quint8 width;       // of each member, 1 to 64
+
+    bool operator==(const WidthGroup &) const = default;
 };
 
-/// Merges groups of one member each, of the widths given in \a groups, as the format requires.
-/// \a residualCount is 1 to maxPendingResiduals.
-void mergeWidthGroups(WidthGroups &groups, int residualCount) noexcept;
+/// Groups residuals of the given \a widths (1 to 64 each, 1 to maxPendingResiduals of them) as the
+/// format requires. Writes the groups in their order and returns how many there are.
+int mergeWidthGroups(const quint8 *widths, int residualCount, WidthGroup *groups) noexcept;
 
 /// Writes \a residualCount residuals (0 to maxPendingResiduals) as width groups.
 void writeWidthGroups(BitWriter &writer, const quint64 *residuals, int residualCount) noexcept;
@@ -34,7 +31,7 @@ void writeWidthGroups(BitWriter &writer, const quint64 *residuals, int residualC
 namespace detail {
 
 /// The merging as the format document words it, pass by pass.
-void mergeWidthGroupsPlain(WidthGroups &groups, int residualCount) noexcept;
+int mergeWidthGroupsPlain(const quint8 *widths, int residualCount, WidthGroup *groups) noexcept;
 
 } // namespace detail
 
