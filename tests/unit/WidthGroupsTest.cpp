@@ -10,12 +10,14 @@ using namespace kyv::compressor::internal;
 
 namespace {
 
-using Merge = int (*)(const quint8 *, int, WidthGroup *) noexcept;
+using Merge = int (*)(const ResidualWidths &, int, WidthGroup *) noexcept;
 
 std::vector<WidthGroup> groupsBy(Merge merge, const std::vector<quint8> &widths)
 {
+    ResidualWidths list = {};
+    std::copy(widths.begin(), widths.end(), list.begin());
     std::vector<WidthGroup> groups(maxPendingResiduals);
-    groups.resize(size_t(merge(widths.data(), int(widths.size()), groups.data())));
+    groups.resize(size_t(merge(list, int(widths.size()), groups.data())));
     return groups;
 }
 

@@ -81,58 +81,73 @@ void writeCommonBits(BitWriter &writer, const CommonBits &common) noexcept
 void writeInline(BitWriter &writer, quint64 residual) noexcept
 {
     const unsigned width = bitLength(residual);
+    if (width <= 58)
+        return writer.write(width | residual << 6, 6 + width);
     writer.addUnmasked(width, 6); // Format: 64 is possible for x of unlike signs
     writer.write(residual, width);
 }
 
-/// Collects order codes of two bits, four a byte, the first in the highest bits.
+/// Packs order codes of two bits, four a byte, the first in the highest bits.
 class OrderCodes
 {
 public:
-    explicit OrderCodes(qsizetype pointCount)
-        : m_bytes(qsizetype(PointsPayload::orderCodesSize(quint64(pointCount))))
+    /// Codes are packed into \a bytes.
+    explicit OrderCodes(uchar *bytes) noexcept
+        : m_next(bytes)
+    {}
+
+    void append(PredictorOrder order) noexcept
     {
-        std::fill(m_bytes.begin(), m_bytes.end(), uchar(0));
+        m_open = m_open << 2 | order;
+        if (m_open >= 0x100) { // the marker has left the byte
+            *m_next++ = uchar(m_open);
+            m_open = 1;
+        }
     }
-    void set(qsizetype point, PredictorOrder order) noexcept
+
+    /// Stores the last byte, if it is not full, with zeros below its codes.
+    void finish() noexcept
     {
-        m_bytes[point / 4] |= uchar(order << (6 - point % 4 * 2));
-    }
-    void copyTo(uchar *target) const noexcept
-    {
-        std::memcpy(target, m_bytes.constData(), size_t(m_bytes.size()));
+        while (m_open != 1)
+            append(0);
     }
 
 private:
-    QVarLengthArray<uchar, 1024> m_bytes;
+    uchar *m_next;
+    unsigned m_open = 1; // codes of the open byte behind a marker bit
 };
 
-void writeXStream(BitWriter &writer, OrderCodes &codes, const QPointF *points, qsizetype count)
+BitWriter writeXStream(BitWriter writer, OrderCodes codes, const QPointF *points,
+                       qsizetype count) noexcept
 {
     const CommonBits common = commonBits(points, count);
     writeCommonBits(writer, common);
 
     const quint64 base = shiftRight(common.leadingBits(), common.trailing);
+    const unsigned trailing = common.trailing % 64;
     PatternPredictor predictor;
     quint64 pending[maxPendingResiduals];
     int pendingCount = 0;
-    const auto flush = [&] {
-        writeWidthGroups(writer, pending, pendingCount);
-        pendingCount = 0;
-    };
     for (qsizetype i = 0; i < count; ++i) {
-        const Residual residual = predictor.next(shiftRight(xPattern(points[i]), common.trailing));
-        codes.set(i, residual.order);
+        const Residual residual = predictor.next(xPattern(points[i]) >> trailing);
+        codes.append(residual.order);
         if (isGrouped(residual.order)) {
             pending[pendingCount++] = residual.value;
-            if (pendingCount == maxPendingResiduals)
-                flush();
-        } else {
-            flush();
-            writeInline(writer, residual.order == 0 ? residual.value - base : residual.value);
+            if (pendingCount < maxPendingResiduals)
+                continue;
         }
+        if (pendingCount == 1)
+            writeSingleResidual(writer, pending[0]);
+        else if (pendingCount > 1)
+            writer = writeWidthGroups(writer, pending, pendingCount);
+        pendingCount = 0;
+        if (!isGrouped(residual.order))
+            writeInline(writer, residual.order == 0 ? residual.value - base : residual.value);
     }
-    flush();
+    if (pendingCount > 0)
+        writer = writeWidthGroups(writer, pending, pendingCount);
+    codes.finish();
+    return writer;
 }
 
 /// Bytes that the payload of \a count points never exceeds, with room for the writer's last word.
@@ -199,16 +214,16 @@ Result<QByteArray> BitCompression::encode(const QList<QPointF> &points)
     auto *bytes = reinterpret_cast<uchar *>(data.data());
 
     BitWriter writer(bytes, 8 * PointsPayload::xOffset(quint64(count)));
-    OrderCodes codes(count);
-    writeXStream(writer, codes, points.constData(), count);
+    QVarLengthArray<uchar, 1024> codes(qsizetype(PointsPayload::orderCodesSize(quint64(count))));
+    writer = writeXStream(writer, OrderCodes(codes.data()), points.constData(), count);
     writer.alignToByte();
     const quint64 yOffset = writer.position() / 8;
-    writeFloatBlocks(writer, points.constData(), count);
+    writer = writeFloatBlocks(writer, points.constData(), count);
     writer.alignToByte();
 
     qToLittleEndian(quint32(count), bytes); // Format: the low 32 bits
     qToLittleEndian(quint32(yOffset), bytes + 4);
-    codes.copyTo(bytes + PointsPayload::headerSize);
+    std::copy(codes.cbegin(), codes.cend(), bytes + PointsPayload::headerSize);
     data.resize(qsizetype(writer.position() / 8));
     data.squeeze();
     return data;

@@ -32,7 +32,7 @@ void writeZeroRun(BitWriter &writer, qsizetype length) noexcept
 }
 
 /// Writes a block of \a count floats (1 to maxBlockFloats).
-void writeFloatBlock(BitWriter &writer, const quint32 *patterns, int count) noexcept
+inline void writeFloatBlock(BitWriter &writer, const quint32 *patterns, int count) noexcept
 {
     writer.write(1 | unsigned(count - 1) << 1, 5);
     if (count == 1)
@@ -52,13 +52,19 @@ void writeFloatBlock(BitWriter &writer, const quint32 *patterns, int count) noex
         writer.write(lowBits(patterns[0], trailing), trailing);
     }
     const unsigned width = 32 - leading - trailing;
-    for (int i = 0; i < count; ++i)
-        writer.write(lowBits(patterns[i], 32 - leading) >> trailing, width);
+    const auto middleBits = [&](int i) -> quint64 {
+        return lowBits(patterns[i], 32 - leading) >> trailing;
+    };
+    int i = 0;
+    for (; i + 1 < count; i += 2)
+        writer.write(middleBits(i) | middleBits(i + 1) << width, 2 * width);
+    if (i < count)
+        writer.write(middleBits(i), width);
 }
 
 } // namespace
 
-void writeFloatBlocks(BitWriter &writer, const QPointF *points, qsizetype count) noexcept
+BitWriter writeFloatBlocks(BitWriter writer, const QPointF *points, qsizetype count) noexcept
 {
     quint32 patterns[maxBlockFloats];
     for (qsizetype i = 0; i < count;) {
@@ -79,6 +85,7 @@ void writeFloatBlocks(BitWriter &writer, const QPointF *points, qsizetype count)
         if (pending > 0)
             writeFloatBlock(writer, patterns, pending);
     }
+    return writer;
 }
 
 // Reading

@@ -13,8 +13,8 @@ inline constexpr int maxBlockFloats = 16;
 inline constexpr int maxRunItem = 8;
 
 /// Writes the y of \a count points at \a points: zero runs and blocks of floats that share leading
-/// and trailing bits.
-void writeFloatBlocks(BitWriter &writer, const QPointF *points, qsizetype count) noexcept;
+/// and trailing bits. Takes and returns the writer by value, so that it stays in registers.
+BitWriter writeFloatBlocks(BitWriter writer, const QPointF *points, qsizetype count) noexcept;
 
 /// Reads the y of \a count points into \a points, whose x it leaves alone.
 ///
