@@ -38,7 +38,7 @@ class CommandLineTest(unittest.TestCase):
 
 class UsageTest(CommandLineTest):
     def test_help_and_version_succeed(self):
-        for arguments in (["--help"], ["--version"], ["survey", "--help"], ["simulate", "--help"]):
+        for arguments in (["--help"], ["--version"], ["survey", "--help"], ["simulate", "--help"], ["bytes", "compress", "--help"]):
             code, output, error = run(*arguments)
             self.assertEqual((code, error), (0, ""), arguments)
             self.assertTrue(output)
@@ -57,6 +57,9 @@ class UsageTest(CommandLineTest):
             ["simulate", "a", "--kind", "nonsense"],
             ["simulate", "a", "--seed", "-1"],
             ["simulate", "a", "--spectra", "many"],
+            ["bytes"],
+            ["bytes", "nonsense"],
+            ["bytes", "compress", "--nonsense"],
         ):
             code, output, error = run(*arguments)
             self.assertEqual((code, output), (2, b""), arguments)
@@ -186,6 +189,60 @@ class SurveyTest(CommandLineTest):
         code, output, error = run("survey", path)
         self.assertEqual((code, error), (0, ""))
         self.assertIn(path, output.decode())
+
+
+class BytesTest(CommandLineTest):
+    def test_files_come_back(self):
+        for content in (b"", b"a", b"abc" * 100000, os.urandom(50000), b"x" * (5 << 20)):
+            original = self.write("original", content)
+            packed, restored = self.path("packed"), self.path("restored")
+            for verify in ([], ["--verify"]):
+                self.assertEqual(run("bytes", "compress", original, packed, "--quiet", *verify), (0, b"", ""))
+            self.assertEqual(run("bytes", "decompress", packed, restored, "--quiet"), (0, b"", ""))
+            with open(restored, "rb") as file:
+                self.assertEqual(file.read(), content)
+
+    def test_streams_come_back(self):
+        code, packed, error = run("bytes", "compress", stdin=b"abc" * 1000)
+        self.assertEqual(code, 0)
+        self.assertIn("standard input: 3.00 kB in 1 block", error)
+        self.assertEqual(run("bytes", "decompress", "--quiet", stdin=packed), (0, b"abc" * 1000, ""))
+
+    def test_a_file_may_replace_itself(self):
+        path = self.write("file", b"abc" * 1000)
+        self.assertEqual(run("bytes", "compress", path, path, "--quiet")[0], 0)
+        self.assertLess(os.path.getsize(path), 300)
+        self.assertEqual(run("bytes", "decompress", path, path, "--quiet")[0], 0)
+        self.assertEqual(os.path.getsize(path), 3000)
+
+    def test_verify_writes_nothing(self):
+        packed = self.path("packed")
+        run("bytes", "compress", self.write("file", b"abc" * 1000), packed)
+        code, output, error = run("bytes", "decompress", "--verify", packed)
+        self.assertEqual((code, output), (0, b""))
+        self.assertIn("3.00 kB in 1 block", error)
+
+    def test_damage_is_reported_and_not_passed_on(self):
+        packed = self.path("packed")
+        run("bytes", "compress", self.write("file", b"abc" * 1000), packed)
+        with open(packed, "r+b") as file:
+            file.seek(22)
+            file.write(b"\xff\xff")
+        kept = self.write("kept", b"as before")
+        for arguments in ([packed, kept], ["--verify", packed], [packed, "-"]):
+            code, output, error = run("bytes", "decompress", *arguments)
+            self.assertEqual((code, output), (3, b""))
+            self.assertEqual(error, f"kyv-ms: {packed}: byte 8: block 0 is damaged: its checksum does not agree\n")
+        with open(kept, "rb") as file:
+            self.assertEqual(file.read(), b"as before")
+
+    def test_missing_and_unwritable_files(self):
+        there = self.write("there", b"a")
+        self.assertEqual(run("bytes", "compress", self.path("missing"), self.path("out"))[0], 5)
+        self.assertEqual(run("bytes", "compress", there, self.path("missing/out"))[0], 5)
+        self.assertEqual(run("bytes", "compress", there, self.folder)[0], 5)
+        self.assertEqual(run("bytes", "compress", there, "/dev/full")[0], 5)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["there"])
 
 
 if __name__ == "__main__":

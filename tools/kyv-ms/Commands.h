@@ -10,5 +10,6 @@ namespace kyv::tool {
 
 void addSurveyCommand(CLI::App &application, int *exitCode);
 void addSimulateCommand(CLI::App &application, int *exitCode);
+void addBytesCommand(CLI::App &application, int *exitCode);
 
 } // namespace kyv::tool

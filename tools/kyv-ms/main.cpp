@@ -20,6 +20,7 @@ int main(int argc, char **argv)
     int exitCode = Success;
     addSurveyCommand(application, &exitCode);
     addSimulateCommand(application, &exitCode);
+    addBytesCommand(application, &exitCode);
     try {
         application.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
