@@ -62,8 +62,7 @@ public:
     RecordReader(const QByteArray &bytes, bool bigEndian)
         : m_bytes(bytes)
         , m_bigEndian(bigEndian)
-    {
-    }
+    {}
 
     quint32 integer(int size)
     {

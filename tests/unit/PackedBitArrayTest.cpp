@@ -2,8 +2,8 @@
 
 #include "internal/PackedBitKernels.h"
 
-#include "ReferencePackedBits.h"
 #include "CpuLevels.h"
+#include "ReferencePackedBits.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
@@ -253,9 +253,8 @@ RC_GTEST_PROP(PackedBitArrayTest, unpackGivesWhatWasPacked, ())
     const auto start = *rc::gen::inRange<quint32>(0, count);
     const auto n = *rc::gen::inRange<quint32>(1, count - start + 1);
     const auto all = *rc::gen::container<std::vector<quint32>>(
-        count, rc::gen::map(rc::gen::arbitrary<quint32>(), [&](quint32 value) {
-            return value & largestItem(width);
-        }));
+        count, rc::gen::map(rc::gen::arbitrary<quint32>(),
+                            [&](quint32 value) { return value & largestItem(width); }));
     const ArrayPointer array(create(width, count));
     pack(array.get(), 0, all.data(), count);
     const std::vector<quint32> run(n, largestItem(width));
