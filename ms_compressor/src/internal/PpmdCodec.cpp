@@ -10,58 +10,68 @@
 
 namespace kyv::compressor::internal {
 
-namespace {
+namespace ppmd {
 
-constexpr ppmd::Runs portableRuns = {ppmd::run<PpmdEncoding<PortableScan>>,
-                                     ppmd::run<PpmdDecoding<PortableScan>>};
+const PathTable portablePath = {run<PpmdEncoding<PortableScan>>, run<PpmdDecoding<PortableScan>>,
+                                ScanTable::of<PortableScan>()};
 
-const ppmd::Runs &runsOf(PpmdCodec::Path path) noexcept
+const PathTable &tableOf(PpmdCodec::Path path) noexcept
 {
     switch (path) {
     case PpmdCodec::Path::Avx2:
-        return ppmd::avx2Runs;
+        return avx2Path;
     case PpmdCodec::Path::Avx512:
-        return ppmd::avx512Runs;
+        return avx512Path;
     case PpmdCodec::Path::Portable:
         break;
     }
-    return portableRuns;
+    return portablePath;
 }
 
-PpmdCodec::Path detectPath() noexcept
+bool isUsable(PpmdCodec::Path path) noexcept
 {
-#if defined(Q_PROCESSOR_X86_64) && defined(Q_CC_GNU)
-    const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")
-                      && __builtin_cpu_supports("bmi2");
-    const bool avx512 = avx2 && __builtin_cpu_supports("avx512bw")
-                        && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl")
-                        && __builtin_cpu_supports("avx512vbmi");
-    if (avx512 && ppmd::avx512Runs.encode != nullptr)
-        return PpmdCodec::Path::Avx512;
-    if (avx2 && ppmd::avx2Runs.encode != nullptr)
-        return PpmdCodec::Path::Avx2;
+    if (tableOf(path).encode == nullptr)
+        return false;
+#if defined(Q_PROCESSOR_X86_64) && (defined(Q_CC_GNU) || defined(Q_CC_CLANG))
+    const bool hasAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")
+                         && __builtin_cpu_supports("bmi2");
+    switch (path) {
+    case PpmdCodec::Path::Avx2:
+        return hasAvx2;
+    case PpmdCodec::Path::Avx512:
+        return hasAvx2 && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq")
+               && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
+    case PpmdCodec::Path::Portable:
+        break;
+    }
 #endif
-    return PpmdCodec::Path::Portable;
+    return path == PpmdCodec::Path::Portable;
 }
 
-} // namespace
+} // namespace ppmd
 
 PpmdCodec::Path PpmdCodec::fastestPath() noexcept
 {
-    static const Path path = detectPath();
-    return path;
+    static const Path fastest = [] {
+        for (const Path path : {Path::Avx512, Path::Avx2}) {
+            if (ppmd::isUsable(path))
+                return path;
+        }
+        return Path::Portable;
+    }();
+    return fastest;
 }
 
 PpmdCodec::Result PpmdCodec::encode(const quint8 *input, qint32 inputLength, quint8 *output,
                                     qint32 capacity) const noexcept
 {
-    return runsOf(m_path).encode(m_memory, m_maxOrder, input, inputLength, output, capacity);
+    return ppmd::tableOf(m_path).encode(m_memory, m_maxOrder, input, inputLength, output, capacity);
 }
 
 PpmdCodec::Result PpmdCodec::decode(const quint8 *input, qint32 inputLength, quint8 *output,
                                     qint32 capacity) const noexcept
 {
-    return runsOf(m_path).decode(m_memory, m_maxOrder, input, inputLength, output, capacity);
+    return ppmd::tableOf(m_path).decode(m_memory, m_maxOrder, input, inputLength, output, capacity);
 }
 
 } // namespace kyv::compressor::internal

@@ -10,19 +10,15 @@
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"
 #include "internal/StateScanAvx2.h"
-
-namespace kyv::compressor::internal::ppmd {
-
-const Runs avx2Runs = {run<PpmdEncoding<Avx2Scan>>, run<PpmdDecoding<Avx2Scan>>};
-
-} // namespace kyv::compressor::internal::ppmd
-
-#else
-
-namespace kyv::compressor::internal::ppmd {
-
-const Runs avx2Runs = {};
-
-} // namespace kyv::compressor::internal::ppmd
-
 #endif
+
+namespace kyv::compressor::internal::ppmd {
+
+#ifdef KYV_HAS_AVX2_PATH
+const PathTable avx2Path = {run<PpmdEncoding<Avx2Scan>>, run<PpmdDecoding<Avx2Scan>>,
+                            ScanTable::of<Avx2Scan>()};
+#else
+const PathTable avx2Path = {};
+#endif
+
+} // namespace kyv::compressor::internal::ppmd

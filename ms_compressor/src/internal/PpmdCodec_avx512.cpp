@@ -10,19 +10,15 @@
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"
 #include "internal/StateScanAvx512.h"
-
-namespace kyv::compressor::internal::ppmd {
-
-const Runs avx512Runs = {run<PpmdEncoding<Avx512Scan>>, run<PpmdDecoding<Avx512Scan>>};
-
-} // namespace kyv::compressor::internal::ppmd
-
-#else
-
-namespace kyv::compressor::internal::ppmd {
-
-const Runs avx512Runs = {};
-
-} // namespace kyv::compressor::internal::ppmd
-
 #endif
+
+namespace kyv::compressor::internal::ppmd {
+
+#ifdef KYV_HAS_AVX512_PATH
+const PathTable avx512Path = {run<PpmdEncoding<Avx512Scan>>, run<PpmdDecoding<Avx512Scan>>,
+                              ScanTable::of<Avx512Scan>()};
+#else
+const PathTable avx512Path = {};
+#endif
+
+} // namespace kyv::compressor::internal::ppmd

@@ -1,24 +1,34 @@
 #pragma once
 
 #include "internal/PpmdCodec.h"
+#include "internal/StateScan.h"
 
 namespace kyv::compressor::internal::ppmd {
 
-/// Encoding or decoding of a buffer on one path.
-using Run = PpmdCodec::Result (*)(ModelMemory::Block memory, int maxOrder, const quint8 *input,
-                                  qint32 inputLength, quint8 *output, qint32 capacity) noexcept;
-
-struct Runs
+/// One way to scan states, and the coding loops that were compiled for it.
+///
+/// Everything is empty where a path was not compiled, because of the architecture or the compiler.
+struct PathTable
 {
+    using Run = PpmdCodec::Result (*)(ModelMemory::Block memory, int maxOrder, const quint8 *input,
+                                      qint32 inputLength, quint8 *output, qint32 capacity) noexcept;
+
     Run encode = nullptr;
     Run decode = nullptr;
+    ScanTable scan = {};
 };
 
-/// Empty where the path was not compiled, because of the architecture or the compiler.
-extern const Runs avx2Runs;
-extern const Runs avx512Runs;
+extern const PathTable portablePath;
+extern const PathTable avx2Path;
+extern const PathTable avx512Path;
 
-/// The runs of \a Coding, PpmdEncoding or PpmdDecoding for one way to scan states.
+/// True if \a path was compiled and this processor runs it.
+bool isUsable(PpmdCodec::Path path) noexcept;
+
+/// The table of a usable path.
+const PathTable &tableOf(PpmdCodec::Path path) noexcept;
+
+/// The run of \a Coding, PpmdEncoding or PpmdDecoding for one way to scan states.
 template <class Coding>
 PpmdCodec::Result run(ModelMemory::Block memory, int maxOrder, const quint8 *input,
                       qint32 inputLength, quint8 *output, qint32 capacity) noexcept

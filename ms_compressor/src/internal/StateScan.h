@@ -97,4 +97,21 @@ struct PortableScan
     }
 };
 
+/// The operations of a scan as a table, with which tests hold the paths equal.
+struct ScanTable
+{
+    int (*find)(const quint8 *symbols, int count, quint8 symbol) noexcept;
+    quint32 (*sum)(const quint8 *freqs, int count) noexcept;
+    ScanHit (*locate)(const quint8 *freqs, int count, quint32 target) noexcept;
+    Halved (*halve)(const quint8 *symbols, quint8 *freqs, int count, quint32 adder) noexcept;
+    quint32 (*mask)(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
+                    const quint8 *freqs, int count, MaskedFreqs &masked) noexcept;
+
+    template <class Scan>
+    static constexpr ScanTable of() noexcept
+    {
+        return {Scan::find, Scan::sum, Scan::locate, Scan::halve, Scan::mask};
+    }
+};
+
 } // namespace kyv::compressor::internal

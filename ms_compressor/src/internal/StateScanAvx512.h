@@ -14,6 +14,12 @@ struct Avx512Scan
 {
     Q_ALWAYS_INLINE static int find(const quint8 *symbols, int count, quint8 symbol) noexcept
     {
+        if (count <= 32) { // a shorter load seldom straddles two lines
+            const quint32 equal =
+                _mm256_cmpeq_epi8_mask(load32(symbols), _mm256_set1_epi8(char(symbol)));
+            const int place = int(_tzcnt_u32(equal));
+            return place < count ? place : count;
+        }
         const __m512i wanted = _mm512_set1_epi8(char(symbol));
         for (int i = 0; i < count; i += 64) {
             const quint64 equal = _mm512_cmpeq_epi8_mask(load(symbols + i), wanted);
@@ -27,6 +33,12 @@ struct Avx512Scan
 
     Q_ALWAYS_INLINE static quint32 sum(const quint8 *freqs, int count) noexcept
     {
+        if (count <= 16) {
+            const __m128i two = _mm_sad_epu8(
+                _mm_maskz_loadu_epi8(__mmask16(_bzhi_u32(0xFFFF, quint32(count))), freqs),
+                _mm_setzero_si128());
+            return quint32(_mm_cvtsi128_si32(_mm_add_epi64(two, _mm_unpackhi_epi64(two, two))));
+        }
         __m512i sums = groupSums(firstOf(freqs, count));
         for (int i = 64; i < count; i += 64)
             sums = _mm512_add_epi64(sums, groupSums(firstOf(freqs + i, count - i)));
@@ -92,6 +104,10 @@ struct Avx512Scan
 
 private:
     Q_ALWAYS_INLINE static __m512i load(const quint8 *p) noexcept { return _mm512_loadu_si512(p); }
+    Q_ALWAYS_INLINE static __m256i load32(const quint8 *p) noexcept
+    {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+    }
     Q_ALWAYS_INLINE static __m512i firstOf(const quint8 *p, int count) noexcept
     {
         return _mm512_maskz_loadu_epi8(firstMask(count), p);
