@@ -1,13 +1,20 @@
 #include "internal/PpmdCodec.h"
+#include "internal/PpmdPaths.h"
 
 #include "TestData.h"
 
 #include <QCryptographicHash>
 #include <QFileInfo>
 
+#include <random>
+#include <vector>
+
 namespace {
 
 using namespace kyv::compressor::internal;
+
+/// Gives the same 32 bits everywhere.
+using Random = std::independent_bits_engine<std::mt19937, 32, quint32>;
 
 QByteArray encodeWithin(quint32 mebibytes, const QByteArray &input, qint32 capacity,
                         PpmdEvents *events = nullptr)
@@ -30,6 +37,39 @@ QByteArray decodeWithin(quint32 mebibytes, const QByteArray &stream, qint32 capa
         codec.decode(reinterpret_cast<const quint8 *>(stream.constData()), qint32(stream.size()),
                      reinterpret_cast<quint8 *>(output.data()), capacity);
     return output.left(result.byteCount);
+}
+
+QByteArray encode(quint32 mebibytes, int order, PpmdCodec::Path path, const QByteArray &input)
+{
+    const PpmdCodec codec(ModelMemory::start(mebibytes), order, path);
+    QByteArray output(input.size() * 2 + 100, '\0');
+    const auto result =
+        codec.encode(reinterpret_cast<const quint8 *>(input.constData()), qint32(input.size()),
+                     reinterpret_cast<quint8 *>(output.data()), qint32(output.size()));
+    return output.left(result.byteCount);
+}
+
+QByteArray decode(quint32 mebibytes, int order, PpmdCodec::Path path, const QByteArray &stream,
+                  qint32 capacity)
+{
+    const PpmdCodec codec(ModelMemory::start(mebibytes), order, path);
+    QByteArray output(capacity, '\0');
+    const auto result =
+        codec.decode(reinterpret_cast<const quint8 *>(stream.constData()), qint32(stream.size()),
+                     reinterpret_cast<quint8 *>(output.data()), capacity);
+    return output.left(result.byteCount);
+}
+
+/// The paths that this processor runs.
+std::vector<PpmdCodec::Path> allPaths()
+{
+    std::vector<PpmdCodec::Path> paths;
+    for (const auto path :
+         {PpmdCodec::Path::Portable, PpmdCodec::Path::Avx2, PpmdCodec::Path::Avx512}) {
+        if (ppmd::isUsable(path))
+            paths.push_back(path);
+    }
+    return paths;
 }
 
 /// Room for a stream that does not shrink.
@@ -114,6 +154,108 @@ TEST(PpmdCodecTest, aTotalAboveTheRangeCutsTheRange)
                 EXPECT_TRUE(decodeWithin(mebibytes, stream, qint32(input.size()) + 9) == input);
             }
         }
+    }
+}
+
+TEST(PpmdCodecTest, theEndMarkAlone)
+{
+    // The escape out of the root is [256, 257) of 257, see RangeCoderTest.oneIntervalByHand.
+    EXPECT_EQ(encodeWithin(1, {}, 100).toHex(), QByteArray("ff00ff0000"));
+}
+
+TEST(PpmdCodecTest, everyPathStoresTheSameBytes)
+{
+    Random random(9);
+    QByteArray mixed;
+    while (mixed.size() < 300000) {
+        const int alphabet = 1 << (random() % 9);
+        for (int n = int(random() % 3000); n > 0; --n)
+            mixed.append(char(random() % quint32(alphabet)));
+        mixed.append(mixed.right(int(random() % 2000)));
+    }
+    for (const quint32 mebibytes : {1u, 64u}) {
+        for (const int order : {2, 3, 5, 16}) {
+            const QByteArray expected = encode(mebibytes, order, PpmdCodec::Path::Portable, mixed);
+            for (const PpmdCodec::Path path : allPaths()) {
+                ASSERT_TRUE(encode(mebibytes, order, path, mixed) == expected);
+                ASSERT_TRUE(decode(mebibytes, order, path, expected, qint32(mixed.size()))
+                            == mixed);
+            }
+        }
+    }
+}
+
+TEST(PpmdCodecTest, everyPathDecodesDamageAlike)
+{
+    Random random(10);
+    QByteArray noise(20000, '\0');
+    for (char &byte : noise)
+        byte = char(random());
+    for (int length = 0; length < 20000; length = length * 2 + 1) {
+        const QByteArray expected =
+            decode(1, 2, PpmdCodec::Path::Portable, noise.left(length), 65536);
+        for (const PpmdCodec::Path path : allPaths())
+            ASSERT_TRUE(decode(1, 2, path, noise.left(length), 65536) == expected);
+    }
+}
+
+TEST(PpmdCodecTest, withoutCapacityNothingIsDecoded)
+{
+    const QByteArray stream = encodeWithin(1, "abc", 100);
+    EXPECT_EQ(decodeWithin(1, stream, 0).size(), 0);
+    EXPECT_EQ(decodeWithin(1, {}, 0).size(), 0);
+}
+
+TEST(PpmdCodecTest, lengthsBelowZeroCountAsZero)
+{
+    const PpmdCodec codec(ModelMemory::start(1));
+    quint8 output[16] = {};
+    EXPECT_EQ(codec.encode(output, -5, output, 16).byteCount, 5);
+    EXPECT_EQ(codec.encode(output, 5, output, -16).byteCount, 0);
+    EXPECT_EQ(codec.decode(output, -5, output, -16).byteCount, 0);
+}
+
+TEST(PpmdCodecTest, theDecoderStopsAtTheEndMark)
+{
+    const QByteArray stream = encodeWithin(1, "abcabcabc", 100);
+    EXPECT_EQ(decodeWithin(1, stream, 9), "abcabcabc");
+    EXPECT_EQ(decodeWithin(1, stream, 1000), "abcabcabc");
+    EXPECT_EQ(decodeWithin(1, stream, 4), "abca");
+}
+
+/// Bytes of all kinds: a few symbols or many, runs and repetitions.
+QByteArray variedBytes(Random &random)
+{
+    QByteArray bytes;
+    const auto limit = quint32(random() % 50 == 0 ? 20000 : 400);
+    const auto size = qsizetype(random() % limit);
+    while (bytes.size() < size) {
+        const auto alphabet = quint32(1 + random() % (random() % 2 == 0 ? 256 : 4));
+        switch (random() % 3) {
+        case 0:
+            bytes.append(int(random() % 40), char(random()));
+            break;
+        case 1:
+            bytes.append(bytes.mid(qsizetype(random() % quint32(bytes.size() + 1)),
+                                   qsizetype(random() % 60)));
+            break;
+        default:
+            for (quint32 n = random() % 60; n > 0; --n)
+                bytes.append(char(random() % alphabet * 7));
+        }
+    }
+    return bytes;
+}
+
+TEST(PpmdCodecTest, whatIsNotCutComesBack)
+{
+    const int cases = qEnvironmentVariableIsSet("KYV_THOROUGH") ? 100000 : 3000;
+    for (int seed = 0; seed < cases; ++seed) {
+        Random random{quint32(seed)};
+        const QByteArray input = variedBytes(random);
+        const QByteArray stream = encodeWithin(1, input, ampleCapacity(input));
+        ASSERT_TRUE(decodeWithin(1, stream, qint32(input.size())) == input) << "seed " << seed;
+        ASSERT_TRUE(decodeWithin(1, stream, qint32(input.size()) + 1) == input) << "seed " << seed;
     }
 }
 
