@@ -38,6 +38,8 @@ inline std::vector<CpuLevel> cpuLevels()
     std::vector<CpuLevel> levels = {{"plain", {}}};
     if (here.sse42)
         levels.push_back({"sse4.2", {.sse42 = true}});
+    if (here.bmi2)
+        levels.push_back({"bmi2", {.bmi2 = true}});
     if (here.avx2)
         levels.push_back({"avx2", {.sse42 = here.sse42, .avx2 = true}});
     if (here.avx512)

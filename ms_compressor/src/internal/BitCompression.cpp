@@ -195,9 +195,9 @@ bool decodePayload(const QByteArray &data, QList<QPointF> &points)
     if (!readHeader(data, payload))
         return false;
     points = uninitializedPoints(payload.pointCount);
-    BitReader yReader(payload.bytes, payload.size, 8 * quint64(payload.yOffset));
     return readXStream(payload, points.data())
-           && readFloatBlocks(yReader, points.data(), points.size());
+           && readFloatBlocks(payload.bytes, payload.size, 8 * quint64(payload.yOffset),
+                              points.data(), points.size());
 }
 
 } // namespace

@@ -8,6 +8,13 @@
 
 namespace kyv::compressor::internal {
 
+/// The bits from \a bitPosition on, the first lowest: 57 at least, as the load begins with the byte
+/// that the first one is in. Reads eight bytes.
+Q_ALWAYS_INLINE quint64 loadBits(const uchar *bytes, quint64 bitPosition) noexcept
+{
+    return qFromLittleEndian<quint64>(bytes + bitPosition / 8) >> (bitPosition % 8);
+}
+
 /// Reads bit fields out of bytes: bit p is bit (p mod 8) of byte (p div 8), fields start with
 /// their lowest bit.
 class BitReader

@@ -6,6 +6,7 @@ namespace kyv::compressor::internal {
 struct CpuFeatures
 {
     bool sse42 = false;  ///< SSE4.2, and so SSE4.1
+    bool bmi2 = false;   ///< BMI1 and BMI2
     bool avx2 = false;   ///< AVX2
     bool avx512 = false; ///< AVX-512 F, BW, VL and VBMI
 };

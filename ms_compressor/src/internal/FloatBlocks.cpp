@@ -1,6 +1,7 @@
 #include "FloatBlocks.h"
 
 #include "BitLength.h"
+#include "Bmi2.h"
 
 #include <algorithm>
 #include <bit>
@@ -113,7 +114,7 @@ bool readFloatBlock(BitReader &reader, quint32 *patterns, int count) noexcept
 
 } // namespace
 
-bool readFloatBlocks(BitReader &reader, QPointF *points, qsizetype count) noexcept
+bool detail::readFloatBlocksPlain(BitReader reader, QPointF *points, qsizetype count) noexcept
 {
     quint32 patterns[maxBlockFloats];
     for (qsizetype i = 0; i < count;) {
@@ -129,6 +130,120 @@ bool readFloatBlocks(BitReader &reader, QPointF *points, qsizetype count) noexce
         i += wanted;
     }
     return true;
+}
+
+// Reading, the fast path
+
+namespace {
+
+/// Bytes that reading one item may touch, from the byte of its first bit: a header of 52 bits,
+/// 16 floats, and the load of the last.
+constexpr quint64 itemReach = 80;
+
+/// What the header of a float block says.
+struct BlockHeader
+{
+    unsigned size;     // in bits
+    unsigned trailing; // bits below the middle ones
+    unsigned width;    // of the middle bits; above 32 where the header contradicts itself
+    quint32 base;      // the shared bits in place
+};
+
+/// Takes a block's header apart, which one load holds: \a bits are those of the block.
+Q_ALWAYS_INLINE BlockHeader blockHeader(quint64 bits) noexcept
+{
+    const unsigned leading = unsigned(bits >> 5) & 7;
+    const quint64 prefix = (bits >> 8) & lowMask(leading);
+    const quint64 rest = bits >> (8 + leading);
+    const unsigned hasTrailing = unsigned(rest) & 1;
+    const unsigned trailing = unsigned(rest >> 1) & 31 & (0 - hasTrailing);
+    const quint64 low = (rest >> 6) & lowMask(trailing);
+    return {8 + leading + 1 + (hasTrailing * 5) + trailing, trailing, 32 - leading - trailing,
+            quint32(prefix << (32 - leading)) + quint32(low)};
+}
+
+Q_ALWAYS_INLINE double widened(quint32 pattern) noexcept
+{
+    return double(std::bit_cast<float>(pattern));
+}
+
+/// Where reading stands between two items.
+struct ItemCursor
+{
+    quint64 bitPosition;
+    qsizetype point = 0;
+};
+
+/// Reads items as long as they lie safely inside the bytes and the list; false if one contradicts
+/// itself. Inside these limits an item may write all its places, needed or not.
+Q_ALWAYS_INLINE bool readItems(const uchar *bytes, quint64 byteCount, ItemCursor &cursor,
+                               QPointF *points, qsizetype count) noexcept
+{
+    if (byteCount < itemReach)
+        return true;
+    const quint64 lastPosition = 8 * (byteCount - itemReach);
+    quint64 position = cursor.bitPosition;
+    QPointF *point = points;
+    QPointF *const lastPoint = points + count - maxBlockFloats;
+    while (point <= lastPoint && position <= lastPosition) {
+        const quint64 bits = loadBits(bytes, position);
+        if ((bits & 1) == 0) {
+            for (int i = 0; i < maxRunItem; ++i)
+                point[i].setY(0.0);
+            point += (bits >> 1 & 7) + 1;
+            position += 4;
+            continue;
+        }
+        const unsigned size = unsigned(bits >> 1 & 15) + 1;
+        if (size == 1) {
+            point->setY(widened(quint32(bits >> 5)));
+            ++point;
+            position += 37;
+            continue;
+        }
+        const BlockHeader header = blockHeader(bits);
+        if (Q_UNLIKELY(header.width > 32))
+            return false;
+        position += header.size;
+        const quint64 mask = lowMask(header.width);
+        for (unsigned begin = 0; begin < size; begin += 4) {
+            for (unsigned i = begin; i < begin + 4; ++i) {
+                const quint64 middle = loadBits(bytes, position + i * header.width) & mask;
+                point[i].setY(widened(quint32(middle << header.trailing) + header.base));
+            }
+        }
+        point += size;
+        position += size * header.width;
+    }
+    cursor = {position, point - points};
+    return true;
+}
+
+bool readItemsPortable(const uchar *bytes, quint64 byteCount, ItemCursor &cursor, QPointF *points,
+                       qsizetype count) noexcept
+{
+    return readItems(bytes, byteCount, cursor, points, count);
+}
+
+KYV_BMI2 bool readItemsBmi2(const uchar *bytes, quint64 byteCount, ItemCursor &cursor,
+                            QPointF *points, qsizetype count) noexcept
+{
+    return readItems(bytes, byteCount, cursor, points, count);
+}
+
+} // namespace
+
+bool readFloatBlocks(const uchar *bytes, quint64 byteCount, quint64 bitPosition, QPointF *points,
+                     qsizetype count) noexcept
+{
+    ItemCursor cursor{bitPosition};
+    if (count >= maxBlockFloats) {
+        const auto readItemsHere = usesBmi2() ? readItemsBmi2 : readItemsPortable;
+        if (!readItemsHere(bytes, byteCount, cursor, points, count))
+            return false;
+    }
+    return detail::readFloatBlocksPlain(BitReader(bytes, byteCount, cursor.bitPosition),
+                                        points + cursor.point, count - cursor.point);
 }
 
 } // namespace kyv::compressor::internal

@@ -10,6 +10,7 @@
 
 #include "BitLength.h"
 #include "BitReader.h"
+#include "Bmi2.h"
 
 #include <bit>
 
@@ -101,14 +102,9 @@ constexpr unsigned membersTaken = 4;
 constexpr quint64 stretchBits = ~quint64(0) << (64 - 2 * stretchPoints);
 constexpr quint64 groupedBits = stretchBits & 0xAAAAAAAAAAAAAAAA;
 
-quint64 loadBits(const uchar *bytes, quint64 bitPosition) noexcept
-{
-    return qFromLittleEndian<quint64>(bytes + bitPosition / 8) >> (bitPosition % 8);
-}
-
 /// The order codes from \a point on, the first in the highest two bits; those of a stretch at
 /// least.
-quint64 loadOrders(const PointsPayload &payload, quint64 point) noexcept
+Q_ALWAYS_INLINE quint64 loadOrders(const PointsPayload &payload, quint64 point) noexcept
 {
     return qFromBigEndian<quint64>(payload.orderCodes() + point / 4) << (point % 4 * 2);
 }
@@ -119,7 +115,7 @@ constexpr quint64 maskOfBit(quint64 value, int index) noexcept
     return quint64(qint64(value << index) >> 63);
 }
 
-quint64 loadWideBits(const uchar *bytes, quint64 bitPosition) noexcept
+Q_ALWAYS_INLINE quint64 loadWideBits(const uchar *bytes, quint64 bitPosition) noexcept
 {
     const quint64 low = loadBits(bytes, bitPosition);
     return bitPosition % 8 == 0
@@ -128,8 +124,8 @@ quint64 loadWideBits(const uchar *bytes, quint64 bitPosition) noexcept
 }
 
 /// Reads a stretch of any orders, point by point without a branch on what a point is.
-bool readMixedStretch(const PointsPayload &payload, const SharedBits &shared, Cursor &cursor,
-                      QPointF *points) noexcept
+Q_ALWAYS_INLINE bool readMixedStretch(const PointsPayload &payload, const SharedBits &shared,
+                                      Cursor &cursor, QPointF *points) noexcept
 {
     const uchar *bytes = payload.bytes;
     quint64 orders = loadOrders(payload, cursor.point);
@@ -177,8 +173,8 @@ bool readMixedStretch(const PointsPayload &payload, const SharedBits &shared, Cu
 using Residuals = quint64[stretchPoints + 2 * 16 + membersTaken];
 
 /// Takes \a count residuals (1 to 16).
-inline void takeMembers(const uchar *bytes, quint64 position, unsigned width, unsigned count,
-                        quint64 *residuals) noexcept
+Q_ALWAYS_INLINE void takeMembers(const uchar *bytes, quint64 position, unsigned width,
+                                 unsigned count, quint64 *residuals) noexcept
 {
     if (Q_UNLIKELY(width > maxLoadWidth)) {
         for (unsigned i = 0; i < count; ++i)
@@ -193,8 +189,8 @@ inline void takeMembers(const uchar *bytes, quint64 position, unsigned width, un
 }
 
 /// Reads a stretch of orders 2 and 3, group by group.
-void readGroupedStretch(const PointsPayload &payload, const SharedBits &shared, Cursor &cursor,
-                        QPointF *points) noexcept
+Q_ALWAYS_INLINE void readGroupedStretch(const PointsPayload &payload, const SharedBits &shared,
+                                        Cursor &cursor, QPointF *points) noexcept
 {
     Residuals residuals;
     const uchar *bytes = payload.bytes;
@@ -238,8 +234,8 @@ void readGroupedStretch(const PointsPayload &payload, const SharedBits &shared, 
 
 /// Reads stretches as long as they lie safely inside the payload; false if a point of order 0 or 1
 /// stands inside a group.
-bool readStretches(const PointsPayload &payload, const SharedBits &shared, Cursor &cursor,
-                   QPointF *points) noexcept
+Q_ALWAYS_INLINE bool readStretches(const PointsPayload &payload, const SharedBits &shared,
+                                   Cursor &cursor, QPointF *points) noexcept
 {
     if (payload.size < stretchReach)
         return true;
@@ -253,6 +249,18 @@ bool readStretches(const PointsPayload &payload, const SharedBits &shared, Curso
             return false;
     }
     return true;
+}
+
+bool readStretchesPortable(const PointsPayload &payload, const SharedBits &shared, Cursor &cursor,
+                           QPointF *points) noexcept
+{
+    return readStretches(payload, shared, cursor, points);
+}
+
+KYV_BMI2 bool readStretchesBmi2(const PointsPayload &payload, const SharedBits &shared,
+                                Cursor &cursor, QPointF *points) noexcept
+{
+    return readStretches(payload, shared, cursor, points);
 }
 
 /// True if the fields that were entered end inside the payload, or need not.
@@ -277,7 +285,8 @@ bool readXStream(const PointsPayload &payload, QPointF *points) noexcept
     BitReader reader(payload.bytes, payload.size, 8 * payload.xOffset(payload.pointCount));
     const SharedBits shared = readSharedBits(reader, payload.pointCount);
     Cursor cursor{reader.position()};
-    return readStretches(payload, shared, cursor, points)
+    const auto readStretchesHere = usesBmi2() ? readStretchesBmi2 : readStretchesPortable;
+    return readStretchesHere(payload, shared, cursor, points)
            && readPoints(payload, shared, cursor, points) && endsInside(payload, shared, cursor);
 }
 
