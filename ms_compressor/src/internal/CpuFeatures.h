@@ -6,9 +6,9 @@ namespace kyv::compressor::internal {
 struct CpuFeatures
 {
     bool sse42 = false;  ///< SSE4.2, and so SSE4.1
-    bool bmi2 = false;   ///< BMI1 and BMI2
-    bool avx2 = false;   ///< AVX2
-    bool avx512 = false; ///< AVX-512 F, BW, VL and VBMI
+    bool bmi2 = false;   ///< BMI and BMI2
+    bool avx2 = false;   ///< AVX2, FMA, BMI, BMI2 and LZCNT
+    bool avx512 = false; ///< AVX-512 F, BW, DQ, VL and VBMI, and all of avx2
 };
 
 /// The features of this processor that the operating system supports too.

@@ -2,12 +2,12 @@
 
 #include "IntensityKernels.h"
 
+#include "CpuFeatures.h"
 #include "IntensityQuantizer.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <vector>
 
 namespace kyv::compressor::internal {
 
@@ -72,18 +72,15 @@ extern const IntensityKernels avx512IntensityKernels;
 
 std::span<const IntensityKernels *const> availableIntensityKernels()
 {
-    static const std::vector<const IntensityKernels *> available = [] {
-        std::vector<const IntensityKernels *> sets{&plainIntensityKernels};
 #ifdef KYV_HAS_AVX512
-        if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
-            sets.push_back(&avx2IntensityKernels);
-        if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")
-            && __builtin_cpu_supports("avx512dq"))
-            sets.push_back(&avx512IntensityKernels);
+    static constexpr const IntensityKernels *sets[] = {
+        &plainIntensityKernels, &avx2IntensityKernels, &avx512IntensityKernels};
+    const CpuFeatures &features = cpuFeatures();
+    return std::span(sets).first(features.avx512 ? 3 : features.avx2 ? 2 : 1);
+#else
+    static constexpr const IntensityKernels *sets[] = {&plainIntensityKernels};
+    return sets;
 #endif
-        return sets;
-    }();
-    return available;
 }
 
 const IntensityKernels &intensityKernels()

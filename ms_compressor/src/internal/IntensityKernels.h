@@ -52,10 +52,10 @@ struct IntensityKernels
 /// The plain set: the definition, and what takes over the tails of the others.
 extern const IntensityKernels plainIntensityKernels;
 
-/// The best set for this processor, chosen at the first call.
+/// The best set that cpuFeatures() allows.
 const IntensityKernels &intensityKernels();
 
-/// Every set that runs on this processor, the plain one first.
+/// Every set that cpuFeatures() allows, the plain one first and the best one last.
 std::span<const IntensityKernels *const> availableIntensityKernels();
 
 } // namespace kyv::compressor::internal

@@ -14,7 +14,7 @@
 
 namespace kyv::compressor::internal::ppmd {
 
-#ifdef KYV_HAS_AVX2_PATH
+#ifdef KYV_HAS_AVX2
 const PathTable avx2Path = {run<PpmdEncoding<Avx2Scan>>, run<PpmdDecoding<Avx2Scan>>,
                             ScanTable::of<Avx2Scan>()};
 #else

@@ -14,7 +14,7 @@
 
 namespace kyv::compressor::internal::ppmd {
 
-#ifdef KYV_HAS_AVX512_PATH
+#ifdef KYV_HAS_AVX512
 const PathTable avx512Path = {run<PpmdEncoding<Avx512Scan>>, run<PpmdDecoding<Avx512Scan>>,
                               ScanTable::of<Avx512Scan>()};
 #else
