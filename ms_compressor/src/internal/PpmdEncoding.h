@@ -60,7 +60,6 @@ private:
     {
         Context *c = maxContext;
         RuledOut out;
-        StateRef found;
         if (c->numStats == 0) {
             quint16 &cell = this->binaryCell(c);
             const quint32 probability = cell;
