@@ -98,7 +98,8 @@ RC_GTEST_PROP(CompressorTest, whatIsShorterThanItsInputComesBack, ())
     QByteArray input;
     for (size_t i = 0; i < pieces.size(); ++i)
         input.append(QByteArray::fromStdString(pieces[i]).repeated(1 + int(i % 5)));
-    static Compressor compressor; // one block for all cases
+    // One block for all cases. The object outlives the thread's variables, which must do no harm.
+    static Compressor compressor;
     const CompressedData compressed = compressor.compress(input);
     RC_ASSERT(compressed.data.size() <= input.size());
     const QByteArray output = compressor.decompress(compressed);

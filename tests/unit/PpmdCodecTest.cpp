@@ -1,4 +1,5 @@
 #include "internal/PpmdCodec.h"
+#include "internal/CpuFeatures.h"
 #include "internal/PpmdPaths.h"
 
 #include "TestData.h"
@@ -161,6 +162,21 @@ TEST(PpmdCodecTest, theEndMarkAlone)
 {
     // The escape out of the root is [256, 257) of 257, see RangeCoderTest.oneIntervalByHand.
     EXPECT_EQ(encodeWithin(1, {}, 100).toHex(), QByteArray("ff00ff0000"));
+}
+
+// A vector path that is missing from the build would go unnoticed otherwise.
+TEST(PpmdCodecTest, aProcessorWithVectorsUsesThem)
+{
+#if defined(Q_PROCESSOR_X86_64) && (defined(Q_CC_GNU) || defined(Q_CC_CLANG))
+    const CpuFeatures &features = cpuFeatures();
+    const bool hasAvx2 = features.avx2 && features.bmi2;
+    EXPECT_EQ(ppmd::isUsable(PpmdCodec::Path::Avx2), hasAvx2);
+    EXPECT_EQ(ppmd::isUsable(PpmdCodec::Path::Avx512), hasAvx2 && features.avx512);
+    if (hasAvx2) {
+        EXPECT_NE(PpmdCodec::fastestPath(), PpmdCodec::Path::Portable);
+    }
+#endif
+    EXPECT_TRUE(ppmd::isUsable(PpmdCodec::Path::Portable));
 }
 
 TEST(PpmdCodecTest, everyPathStoresTheSameBytes)

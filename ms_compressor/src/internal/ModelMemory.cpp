@@ -15,30 +15,26 @@ namespace {
 constexpr std::align_val_t blockAlignment{64};
 static_assert(ModelMemory::guardBytes % 64 == 0);
 
-/// Owns the block of one thread; its destructor runs at the end of the thread.
-struct ThreadBlock
+// Without a destructor, so that it can still be asked when the thread's other variables are gone:
+// a Compressor with static storage is destroyed after them.
+thread_local ModelMemory::Block threadBlock;
+
+void release() noexcept
 {
-    ModelMemory::Block block;
-
-    ThreadBlock() = default;
-    ThreadBlock(const ThreadBlock &) = delete;
-    ThreadBlock &operator=(const ThreadBlock &) = delete;
-    ~ThreadBlock() { release(); }
-
-    void release() noexcept
-    {
-        if (block.size == 0)
-            return;
-        ::operator delete(block.bytes - ModelMemory::guardBytes, blockAlignment);
-        block = {};
-    }
-};
-
-ThreadBlock &threadBlock() noexcept
-{
-    thread_local ThreadBlock owner;
-    return owner;
+    if (threadBlock.size == 0)
+        return;
+    ::operator delete(threadBlock.bytes - ModelMemory::guardBytes, blockAlignment);
+    threadBlock = {};
 }
+
+/// Releases the block at the end of the thread.
+struct EndOfThread
+{
+    EndOfThread() = default;
+    EndOfThread(const EndOfThread &) = delete;
+    EndOfThread &operator=(const EndOfThread &) = delete;
+    ~EndOfThread() { release(); }
+};
 
 } // namespace
 
@@ -46,23 +42,23 @@ ModelMemory::Block ModelMemory::start(quint32 mebibytes)
 {
     Q_ASSERT(mebibytes >= 1 && mebibytes < 4096);
     const quint32 size = mebibytes << 20;
-    ThreadBlock &owner = threadBlock();
-    if (owner.block.size == size)
-        return owner.block;
-    owner.release();
-    const auto memory = ::operator new(size_t(size) + 2 * guardBytes, blockAlignment);
-    owner.block = {static_cast<quint8 *>(memory) + guardBytes, size};
-    return owner.block;
+    if (threadBlock.size == size)
+        return threadBlock;
+    thread_local const EndOfThread endOfThread; // made where the thread first has a block
+    release();
+    void *memory = ::operator new(size_t(size) + 2 * guardBytes, blockAlignment);
+    threadBlock = {static_cast<quint8 *>(memory) + guardBytes, size};
+    return threadBlock;
 }
 
 void ModelMemory::stop() noexcept
 {
-    threadBlock().release();
+    release();
 }
 
 ModelMemory::Block ModelMemory::current() noexcept
 {
-    return threadBlock().block;
+    return threadBlock;
 }
 
 } // namespace kyv::compressor::internal

@@ -4,6 +4,7 @@
 
 #include "internal/PpmdCodec.h"
 
+#include "internal/CpuFeatures.h"
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"
 #include "internal/PpmdPaths.h"
@@ -17,49 +18,53 @@ const PathTable portablePath = {run<PpmdEncoding<PortableScan>>, run<PpmdDecodin
 
 const PathTable &tableOf(PpmdCodec::Path path) noexcept
 {
+    Q_ASSERT(isUsable(path));
     switch (path) {
-    case PpmdCodec::Path::Avx2:
-        return avx2Path;
+#ifdef KYV_HAS_AVX512
     case PpmdCodec::Path::Avx512:
         return avx512Path;
-    case PpmdCodec::Path::Portable:
-        break;
+#endif
+#ifdef KYV_HAS_AVX2
+    case PpmdCodec::Path::Avx2:
+        return avx2Path;
+#endif
+    default:
+        return portablePath;
     }
-    return portablePath;
 }
 
 bool isUsable(PpmdCodec::Path path) noexcept
 {
-    if (tableOf(path).encode == nullptr)
-        return false;
-#if defined(Q_PROCESSOR_X86_64) && (defined(Q_CC_GNU) || defined(Q_CC_CLANG))
-    const bool hasAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")
-                         && __builtin_cpu_supports("bmi2");
+    const CpuFeatures &features = cpuFeatures();
+    [[maybe_unused]] const bool hasAvx2 = features.avx2 && features.bmi2;
     switch (path) {
-    case PpmdCodec::Path::Avx2:
-        return hasAvx2;
-    case PpmdCodec::Path::Avx512:
-        return hasAvx2 && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq")
-               && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
     case PpmdCodec::Path::Portable:
-        break;
-    }
+        return true;
+    case PpmdCodec::Path::Avx2:
+#ifdef KYV_HAS_AVX2
+        return hasAvx2; // every processor with AVX2 has LZCNT
+#else
+        return false;
 #endif
-    return path == PpmdCodec::Path::Portable;
+    case PpmdCodec::Path::Avx512:
+#ifdef KYV_HAS_AVX512
+        return hasAvx2 && features.avx512; // every processor with VBMI has DQ
+#else
+        return false;
+#endif
+    }
+    return false;
 }
 
 } // namespace ppmd
 
 PpmdCodec::Path PpmdCodec::fastestPath() noexcept
 {
-    static const Path fastest = [] {
-        for (const Path path : {Path::Avx512, Path::Avx2}) {
-            if (ppmd::isUsable(path))
-                return path;
-        }
-        return Path::Portable;
-    }();
-    return fastest;
+    for (const Path path : {Path::Avx512, Path::Avx2}) {
+        if (ppmd::isUsable(path))
+            return path;
+    }
+    return Path::Portable;
 }
 
 PpmdCodec::Result PpmdCodec::encode(const quint8 *input, qint32 inputLength, quint8 *output,

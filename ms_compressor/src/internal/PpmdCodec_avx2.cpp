@@ -3,22 +3,14 @@
 // Everything that is compiled here is a template over Avx2Scan or always inlined, so no
 // function with these instructions can take the place of a portable one.
 
-#include "internal/PpmdPaths.h"
-
-#ifdef KYV_HAS_AVX2
-
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"
+#include "internal/PpmdPaths.h"
 #include "internal/StateScanAvx2.h"
-#endif
 
 namespace kyv::compressor::internal::ppmd {
 
-#ifdef KYV_HAS_AVX2
 const PathTable avx2Path = {run<PpmdEncoding<Avx2Scan>>, run<PpmdDecoding<Avx2Scan>>,
                             ScanTable::of<Avx2Scan>()};
-#else
-const PathTable avx2Path = {};
-#endif
 
 } // namespace kyv::compressor::internal::ppmd

@@ -3,22 +3,14 @@
 // Everything that is compiled here is a template over Avx512Scan or always inlined, so no
 // function with these instructions can take the place of a portable one.
 
-#include "internal/PpmdPaths.h"
-
-#ifdef KYV_HAS_AVX512
-
 #include "internal/PpmdDecoding.h"
 #include "internal/PpmdEncoding.h"
+#include "internal/PpmdPaths.h"
 #include "internal/StateScanAvx512.h"
-#endif
 
 namespace kyv::compressor::internal::ppmd {
 
-#ifdef KYV_HAS_AVX512
 const PathTable avx512Path = {run<PpmdEncoding<Avx512Scan>>, run<PpmdDecoding<Avx512Scan>>,
                               ScanTable::of<Avx512Scan>()};
-#else
-const PathTable avx512Path = {};
-#endif
 
 } // namespace kyv::compressor::internal::ppmd

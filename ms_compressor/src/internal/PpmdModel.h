@@ -61,9 +61,8 @@ public:
 
     /// Halves the frequencies of \a c, with state \a found, just raised, moved to the front.
     ///
-    /// \a halve is the halve() of a scan, see StateScan.h.
-    /// Returns the found state where it is then, or nothing if the memory was exhausted and the
-    /// model restarted: the symbol ends there.
+    /// \a halve is the halve() of a scan, see StateScan.h. Returns the found state where it is
+    /// then, or nothing if the memory was exhausted and the model restarted: the symbol ends there.
     ppmd::StateRef rescale(ppmd::Context *c, int found, Halve halve) noexcept;
 
     /// Makes room for one more state in \a c; false if the memory is exhausted.

@@ -6,23 +6,22 @@
 namespace kyv::compressor::internal::ppmd {
 
 /// One way to scan states, and the coding loops that were compiled for it.
-///
-/// Everything is empty where a path was not compiled, because of the architecture or the compiler.
 struct PathTable
 {
     using Run = PpmdCodec::Result (*)(ModelMemory::Block memory, int maxOrder, const quint8 *input,
                                       qint32 inputLength, quint8 *output, qint32 capacity) noexcept;
 
-    Run encode = nullptr;
-    Run decode = nullptr;
-    ScanTable scan = {};
+    Run encode;
+    Run decode;
+    ScanTable scan;
 };
 
 extern const PathTable portablePath;
+// Compiled where KYV_HAS_AVX2 and KYV_HAS_AVX512 say so.
 extern const PathTable avx2Path;
 extern const PathTable avx512Path;
 
-/// True if \a path was compiled and this processor runs it.
+/// True if \a path was compiled and cpuFeatures() allows it.
 bool isUsable(PpmdCodec::Path path) noexcept;
 
 /// The table of a usable path.
