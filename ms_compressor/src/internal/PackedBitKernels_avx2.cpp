@@ -289,6 +289,12 @@ void packGroupByPairs(quint8 *bytes, __m256i items) noexcept
         store16(bytes + 16, _mm_shuffle_epi8(upper, _mm_load_si128(places + 1)));
 }
 
+void packGroupOfHalfWords(quint8 *bytes, __m256i items) noexcept
+{
+    store16(bytes,
+            _mm_packus_epi32(_mm256_castsi256_si128(items), _mm256_extracti128_si256(items, 1)));
+}
+
 template <int W>
 void packCycle(quint32 *words, const quint32 *items) noexcept
 {
@@ -299,6 +305,8 @@ void packCycle(quint32 *words, const quint32 *items) noexcept
             store32(bytes, groupItems);
         else if constexpr (packsByWords<W>)
             packGroupByWords<W>(bytes, groupItems);
+        else if constexpr (W == 16)
+            packGroupOfHalfWords(bytes, groupItems);
         else
             packGroupByPairs<W>(bytes, groupItems);
         bytes += W;
