@@ -26,9 +26,10 @@ constexpr int mergeLimit = 10;
 /// What merging the neighbours \a a and \a b gains, 1 to mergeLimit; 0 if they do not qualify.
 constexpr int mergeGain(WidthGroup a, WidthGroup b) noexcept
 {
-    const int narrowerCount = a.width < b.width ? a.memberCount : b.memberCount;
-    const int difference = a.width < b.width ? b.width - a.width : a.width - b.width;
-    const int cost = narrowerCount * difference;
+    // Every number fits a byte, so a compiler may take many pairs at a time.
+    const quint8 narrowerCount = a.width < b.width ? a.memberCount : b.memberCount;
+    const quint8 difference = quint8(a.width < b.width ? b.width - a.width : a.width - b.width);
+    const quint8 cost = quint8(narrowerCount * std::min(difference, quint8(mergeLimit)));
     const bool qualifies =
         cost < mergeLimit && a.memberCount + b.memberCount <= int(maxGroupMembers);
     return qualifies ? mergeLimit - cost : 0;
@@ -99,46 +100,18 @@ quint64 equalBytes(const quint8 *a, const quint8 *b) noexcept
     return bits;
 }
 
-/// A set of numbers from 0 to before 64 * Words.
-template <int Words>
-class PairSet
-{
-public:
-    static constexpr int none = maxPendingResiduals;
-
-    void assign(int word, quint64 members) noexcept { m_words[word] = members; }
-    void add(int pair) noexcept { m_words[pair / 64] |= quint64(1) << (pair % 64); }
-    void remove(int pair) noexcept { m_words[pair / 64] &= ~(quint64(1) << (pair % 64)); }
-
-    /// The first member from \a begin on, or none.
-    int firstFrom(int begin) const noexcept
-    {
-        int index = begin / 64;
-        quint64 word = m_words[index] & (~quint64(0) << (begin % 64));
-        while (word == 0) {
-            if (++index == Words)
-                return none;
-            word = m_words[index];
-        }
-        return index * 64 + std::countr_zero(word);
-    }
-
-private:
-    quint64 m_words[size_t(Words)];
-};
-
 /// Groups in a row, as separate lists so that the first gains are found many at a time.
 struct GroupList
 {
     int count = 0;
-    quint8 memberCounts[maxPendingResiduals];
-    quint8 widths[maxPendingResiduals];
+    quint8 memberCounts[maxPendingResiduals + 1] = {};
+    quint8 widths[maxPendingResiduals + 1] = {};
 
     WidthGroup at(int group) const noexcept { return {memberCounts[group], widths[group]}; }
 };
 
-/// The merging after its first sweep: a chain of groups, and for each gain the pairs of neighbours
-/// that have it. A pair goes by the number of its left group.
+/// The merging after its first sweep: a chain of groups, and for each gain the set of the pairs of
+/// neighbours that have it. A pair goes by the number of its left group.
 template <int Words>
 class GroupChain
 {
@@ -153,70 +126,79 @@ public:
     int groups(WidthGroup *groups) const noexcept;
 
 private:
-    using Pairs = PairSet<Words>;
+    /// The pairs among 64 neighbours, by gain.
+    struct PairSets
+    {
+        quint64 byGain[mergeLimit + 1];
+    };
+    struct Candidate
+    {
+        int gain;
+        int pair;
+    };
 
-    void setGain(int pair, int gain) noexcept;
-    int bestAbove(int gain, int begin, int end) const noexcept;
-    int bestBelow(int gain, int begin) const noexcept;
+    Candidate runPass(int scanStart, int previousGain) const noexcept;
     void mergePair(int pair) noexcept;
+    void setGain(int pair, int gain) noexcept;
 
     GroupList &m_list;
+    PairSets m_pairs[size_t(Words)];
     quint8 m_gains[maxPendingResiduals]; // 0 where a group is the last or absorbed
     quint16 m_next[maxPendingResiduals];
     quint16 m_previous[maxPendingResiduals + 1];
-    Pairs m_pairs[mergeLimit + 1]; // by gain, from 1 on
 };
 
 template <int Words>
 GroupChain<Words>::GroupChain(GroupList &list) noexcept
     : m_list(list)
 {
-    const int last = list.count - 1;
-    for (int i = 0; i < last; ++i)
+    // A fixed number of steps is taken many at a time; what is behind the list does not count.
+    for (int i = 0; i < 64 * Words; ++i)
         m_gains[i] = quint8(mergeGain(list.at(i), list.at(i + 1)));
-    std::fill(m_gains + last, m_gains + 64 * Words, quint8(0));
-    for (int i = 0; i <= last; ++i) {
+    std::fill(m_gains + list.count - 1, m_gains + 64 * Words, quint8(0));
+    for (int i = 0; i < 64 * Words; ++i) {
         m_next[i] = quint16(i + 1);
         m_previous[i + 1] = quint16(i);
     }
-    for (int gain = 1; gain <= mergeLimit; ++gain) {
+    for (int gain = 0; gain <= mergeLimit; ++gain) {
         quint8 same[64];
         std::fill(std::begin(same), std::end(same), quint8(gain));
         for (int word = 0; word < Words; ++word)
-            m_pairs[gain].assign(word, equalBytes(m_gains + 64 * word, same));
+            m_pairs[word].byGain[gain] = equalBytes(m_gains + 64 * word, same);
     }
+}
+
+/// The pair that a pass from \a scanStart on chooses; gain 0 if there is none.
+template <int Words>
+typename GroupChain<Words>::Candidate GroupChain<Words>::runPass(int scanStart,
+                                                                 int previousGain) const noexcept
+{
+    Candidate best{0, 0};
+    quint64 scanned = ~quint64(0) << (scanStart % 64);
+    for (int word = scanStart / 64; word < Words; ++word, scanned = ~quint64(0)) {
+        const quint64 *byGain = m_pairs[word].byGain;
+        const quint64 equal = byGain[previousGain] & scanned;
+        scanned &= equal ^ (equal - 1); // up to the first that ends the pass, else all
+        unsigned gainsThere = 1;
+        for (unsigned gain = 1; gain <= unsigned(mergeLimit); ++gain)
+            gainsThere |= unsigned((byGain[gain] & scanned) != 0) << gain;
+        const int gain = int(std::bit_width(gainsThere)) - 1;
+        if (gain > best.gain)
+            best = {gain, 64 * word + std::countr_zero(byGain[gain] & scanned)};
+        if (equal != 0)
+            break;
+    }
+    return best;
 }
 
 template <int Words>
 void GroupChain<Words>::setGain(int pair, int gain) noexcept
 {
-    m_pairs[m_gains[pair]].remove(pair);
-    m_pairs[gain].add(pair);
+    const quint64 bit = quint64(1) << (pair % 64);
+    quint64 *byGain = m_pairs[pair / 64].byGain;
+    byGain[m_gains[pair]] &= ~bit;
+    byGain[gain] |= bit;
     m_gains[pair] = quint8(gain);
-}
-
-/// The first pair of the largest gain above \a gain among those from \a begin to before \a end.
-template <int Words>
-int GroupChain<Words>::bestAbove(int gain, int begin, int end) const noexcept
-{
-    for (int level = mergeLimit; level > gain; --level) {
-        const int pair = m_pairs[level].firstFrom(begin);
-        if (pair < end)
-            return pair;
-    }
-    return Pairs::none;
-}
-
-/// The first pair of the largest gain below \a gain among those from \a begin on.
-template <int Words>
-int GroupChain<Words>::bestBelow(int gain, int begin) const noexcept
-{
-    for (int level = gain - 1; level > 0; --level) {
-        const int pair = m_pairs[level].firstFrom(begin);
-        if (pair != Pairs::none)
-            return pair;
-    }
-    return Pairs::none;
 }
 
 template <int Words>
@@ -229,7 +211,7 @@ void GroupChain<Words>::mergePair(int pair) noexcept
     m_list.widths[pair] = group.width;
     m_next[pair] = quint16(following);
     m_previous[following] = quint16(pair);
-    m_pairs[m_gains[absorbed]].remove(absorbed);
+    setGain(absorbed, 0);
     setGain(pair, following < m_list.count ? mergeGain(group, m_list.at(following)) : 0);
     if (pair > 0) {
         const int previous = m_previous[pair];
@@ -241,31 +223,14 @@ template <int Words>
 void GroupChain<Words>::mergeFrom(int scanStart) noexcept
 {
     int previousGain = mergeLimit;
-    // While a pass begins where the last one merged, only the pair at its very start can gain more
-    // than that one did: all behind it have lost against it. After a return to the first group that
-    // is open again, until a pass has gone through to the end.
-    bool onlyStartCanGainMore = true;
     for (;;) {
-        const int equal = m_pairs[previousGain].firstFrom(scanStart);
-        int best = Pairs::none;
-        if (!onlyStartCanGainMore)
-            best = bestAbove(previousGain, scanStart, equal);
-        else if (m_gains[scanStart] > previousGain)
-            best = scanStart;
-        if (best == Pairs::none)
-            best = equal;
-        if (equal == Pairs::none) {
-            onlyStartCanGainMore = true;
-            if (best == Pairs::none)
-                best = bestBelow(previousGain, scanStart);
-            if (best == Pairs::none)
-                return;
-        }
-        previousGain = m_gains[best];
-        mergePair(best);
-        const bool isLast = m_next[best] == m_list.count;
-        scanStart = isLast ? 0 : best;
-        onlyStartCanGainMore = onlyStartCanGainMore && !isLast;
+        const Candidate best = runPass(scanStart, previousGain);
+        if (best.gain == 0)
+            return;
+        mergePair(best.pair);
+        previousGain = best.gain;
+        const bool isLast = m_next[best.pair] == m_list.count;
+        scanStart = isLast ? 0 : best.pair;
     }
 }
 
@@ -330,7 +295,7 @@ int mergeWidthGroups(const ResidualWidths &widths, int residualCount, WidthGroup
 namespace {
 
 /// Lists of so few residuals are merged by the plain path: there is nothing to search in them.
-constexpr int shortList = 6;
+constexpr int shortList = 12;
 
 /// Writes one group; two members at a time where both fit one write.
 void writeGroup(BitWriter &writer, WidthGroup group, const quint64 *residuals) noexcept
