@@ -214,7 +214,9 @@ Result<QByteArray> BitCompression::encode(const QList<QPointF> &points)
     auto *bytes = reinterpret_cast<uchar *>(data.data());
 
     BitWriter writer(bytes, 8 * PointsPayload::xOffset(quint64(count)));
-    QVarLengthArray<uchar, 1024> codes(qsizetype(PointsPayload::orderCodesSize(quint64(count))));
+    const quint64 codesSize = PointsPayload::orderCodesSize(quint64(count));
+    QVarLengthArray<uchar, 1024> codes; // the words of the x stream overlap their place
+    codes.resize(qsizetype(codesSize));
     writer = writeXStream(writer, OrderCodes(codes.data()), points.constData(), count);
     writer.alignToByte();
     const quint64 yOffset = writer.position() / 8;
