@@ -127,6 +127,9 @@ const Row rows[] = {
     // which begin with the same bits, are zero runs of 1.
     {"lowBitsPastTheEndWithPOf0", withHeader(2, 9, {{0, 8}, {0, 6}, {60, 6}, {0xa, 4}}),
      points({0xa, 0xa})},
+    // P = 0 and the first two bits of T = 2; the rest of T lies past the end as well.
+    {"trailingCountPastTheEndWithPOf0", withHeader(5, 10, {{0x3129, 16}, {0, 6}, {2, 2}}),
+     points({0, 0, 0, 0, 0})},
     // P = 63, T = 0, a one and 63 zeros. The first point takes 7 of the 64 bits and 10 points 6 of
     // the zeros that follow each. The last one reads w = 0 0 | 0 111 = 56 and its residual 6 out of
     // the y stream, 0 111 0 110, and 52 zeros past the end.

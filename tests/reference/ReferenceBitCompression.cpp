@@ -201,11 +201,11 @@ CommonBits readCommonBits(FieldReader &reader, quint64 pointCount)
 {
     CommonBits common;
     const int leadingCount = int(reader.read(6));
+    if (leadingCount == 0)
+        reader.allowZerosBehindEnd();
     common.leading = shiftLeft(reader.read(leadingCount), 64 - leadingCount);
     common.trailingCount = int(reader.read(6));
-    const bool equalX =
-        leadingCount == 63 && pointCount >= 2 && common.trailingCount == 0 && reader.isAtLoneOne();
-    if (leadingCount == 0 || equalX)
+    if (leadingCount == 63 && pointCount >= 2 && common.trailingCount == 0 && reader.isAtLoneOne())
         reader.allowZerosBehindEnd();
     common.trailing = reader.read(common.trailingCount);
     return common;
