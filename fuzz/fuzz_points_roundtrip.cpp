@@ -3,6 +3,7 @@
 // The first byte chooses how the rest becomes points: whole patterns, or small steps that keep the
 // forecasts going, or a seeded list of one of the kinds that the tests use.
 
+#include "PointBits.h"
 #include "PointsAgreement.h"
 #include "SeededPoints.h"
 
@@ -79,11 +80,11 @@ QList<QPointF> smallSteps(Input &input)
     return points;
 }
 
-QList<QPointF> seeded(Input &input, quint64 countLimit)
+QList<QPointF> seeded(Input &input, qsizetype fewest, quint64 range)
 {
     const auto x = XKind(input.take(1) % xKindCount);
     const auto y = YKind(input.take(1) % yKindCount);
-    const qsizetype count = qsizetype(input.take(2) % countLimit);
+    const qsizetype count = fewest + qsizetype(input.take(2) % range);
     return seededPoints(x, y, count, input.take(8));
 }
 
@@ -91,9 +92,9 @@ QList<QPointF> pointsFrom(Input input)
 {
     const quint64 choice = input.take(1);
     if (choice == 255)
-        return seeded(input, 700); // long enough to write groups in the middle of a run
+        return seeded(input, 240, 60); // some with groups written in the middle of a run
     if (choice % 8 == 0)
-        return seeded(input, 50);
+        return seeded(input, 0, 30);
     return choice % 8 < 4 ? wholePatterns(input) : smallSteps(input);
 }
 
@@ -101,7 +102,7 @@ QList<QPointF> pointsFrom(Input input)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    constexpr qsizetype literalLimit = 50;
+    constexpr qsizetype literalLimit = 30;
     const QList<QPointF> points = pointsFrom(Input(data, size));
     if (const char *failed = failedProperty(points, literalLimit)) {
         std::fprintf(stderr, "does not hold: %s\n", failed);

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "PointBits.h"
-#include "ReferenceBitCompression.h"
+#include <kyv_common_stable/Result.h>
 
-#include "internal/BitCompression.h"
+#include <QByteArray>
+#include <QList>
+#include <QPointF>
 
 // What holds for every list of points and every payload, as plain functions that tests and fuzzers
 // share.
@@ -11,56 +12,14 @@
 namespace kyv::test {
 
 /// True if \a error is the one that the codec raises, at its recorded place.
-inline bool isInconsistentData(const Error &error)
-{
-    return error.code() == ErrorCode::InconsistentData
-           && error.message() == QStringLiteral("Inconsistent data.") && error.places().size() == 1
-           && error.places()[0].function.contains(QStringLiteral("BitCompression::decode"))
-           && error.places()[0].file == QStringLiteral("ms_compressor/src/internal/BitCompression")
-           && error.places()[0].line == 1045;
-}
+bool isInconsistentData(const Error &error);
 
-/// True if the literal reader gives \a decoded, the same value or also the error; fast enough for
-/// millions of payloads.
-inline bool referenceAgrees(const QByteArray &payload, const Result<QList<QPointF>> &decoded)
-{
-    const auto literal = reference::decodeBitCompressed(payload);
-    if (!decoded.hasValue())
-        return !literal.points && isInconsistentData(decoded.error());
-    return literal.points && sameBits(decoded.value(), *literal.points);
-}
-
-/// True if the codec and the reference read \a payload alike.
-inline bool readersAgree(const QByteArray &payload)
-{
-    return referenceAgrees(payload, compressor::internal::BitCompression().decode(payload));
-}
-
-/// The most bytes that a payload of \a count points takes (section 10 of the document).
-inline qsizetype largestPayload(qsizetype count)
-{
-    return 8 + (count + 3) / 4 + (139 + 73 * count + 7) / 8 + (37 * count + 7) / 8;
-}
+/// True if the codec and the reference read \a payload alike, the same value or both the error;
+/// fast enough for millions of payloads.
+bool readersAgree(const QByteArray &payload);
 
 /// The name of the first property that \a points fail, or nothing. The literal writer is asked for
 /// lists of up to \a literalLimit points; its merging takes the square of their number.
-inline const char *failedProperty(const QList<QPointF> &points, qsizetype literalLimit)
-{
-    const auto encoded = compressor::internal::BitCompression().encode(points);
-    if (!encoded.hasValue())
-        return "every list is encoded";
-    const QByteArray &payload = encoded.value();
-    if (points.size() <= literalLimit && payload != reference::encodeBitCompressed(points))
-        return "the codec writes what the reference writes";
-    const auto decoded = compressor::internal::BitCompression().decode(payload);
-    if (!referenceAgrees(payload, decoded))
-        return "the codec reads what the reference reads";
-    if (!points.isEmpty() && payload.size() > largestPayload(points.size()))
-        return "a payload stays within its bound";
-    if (restoresX(points)
-        && !(decoded.hasValue() && sameBits(decoded.value(), storedPoints(points))))
-        return "a list of one sign and two patterns comes back";
-    return nullptr;
-}
+const char *failedProperty(const QList<QPointF> &points, qsizetype literalLimit);
 
 } // namespace kyv::test

@@ -3,6 +3,9 @@
 #include "BitFields.h"
 #include "PointBits.h"
 #include "PointsAgreement.h"
+#include "ReferenceBitCompression.h"
+
+#include "internal/BitCompression.h"
 
 #include <gtest/gtest.h>
 
