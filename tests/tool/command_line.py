@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import xml.etree.ElementTree as ElementTree
 
 TOOL = sys.argv.pop(1)
 
@@ -169,12 +170,24 @@ class SurveyTest(CommandLineTest):
         with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/kyv-ms.md")) as page:
             documented = page.read()
         keys = set(file) | set(missing) | set(missing["failure"])
-        for method in file["methods"]:
-            keys |= set(method)
+        for row in file["methods"] + file["intensities"] + file["contents"]:
+            keys |= set(row)
         for key in keys:
             self.assertIn(f"`{key}`", documented)
         self.assertEqual(missing["failure"]["kind"], "io")
-        self.assertEqual(len(file["methods"]), 3)
+        self.assertEqual([len(file[rows]) for rows in ("methods", "intensities", "contents")], [3, 2, 3])
+        self.assertEqual(file["intensities"][0]["exactSpectra"], 13)
+        self.assertEqual(file["contents"][0]["exactPieces"], 1)
+
+    def test_plot_is_a_drawing_of_its_own(self):
+        plot = self.path("plot.svg")
+        code, _, error = run("survey", "--plot", plot, self.simulated())
+        self.assertEqual((code, error), (0, ""))
+        root = ElementTree.parse(plot).getroot()
+        self.assertEqual(root.tag, "{http://www.w3.org/2000/svg}svg")
+        self.assertNotIn("{http://www.w3.org/2000/svg}script", {element.tag for element in root.iter()})
+        code, _, error = run("survey", "--plot", self.path("missing/plot.svg"), self.simulated())
+        self.assertEqual((code, error.count("\n")), (5, 1))
 
     def test_no_progress_unless_on_a_terminal(self):
         self.assertEqual(run("survey", self.simulated())[2], "")

@@ -14,7 +14,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <new>
 
 #include <unistd.h>
 
@@ -141,19 +140,6 @@ ExitCode decompress(const BytesOptions &options)
     return Success;
 }
 
-/// The byte service throws where it gets no memory for its model.
-template <typename Work>
-ExitCode guarded(Work work)
-{
-    try {
-        return work();
-    } catch (const std::bad_alloc &) {
-        printError(
-            QStringLiteral("kyv-ms: not enough memory: the model needs 1 GiB of address space"));
-        return IoFailure;
-    }
-}
-
 void addArguments(CLI::App *command, BytesOptions *options)
 {
     command->footer(footer);
@@ -180,15 +166,13 @@ void addBytesCommand(CLI::App &application, int *exitCode)
     addArguments(compressing, packing.get());
     compressing->add_flag("--verify", packing->verify,
                           "Decompress each block and compare before it is written");
-    compressing->callback(
-        [packing, exitCode] { *exitCode = guarded([&] { return compress(*packing); }); });
+    compressing->callback([packing, exitCode] { *exitCode = compress(*packing); });
 
     auto unpacking = std::make_shared<BytesOptions>();
     CLI::App *decompressing = bytes->add_subcommand("decompress", "Restore what compress made");
     addArguments(decompressing, unpacking.get());
     decompressing->add_flag("--verify", unpacking->verify, "Check everything, write nothing");
-    decompressing->callback(
-        [unpacking, exitCode] { *exitCode = guarded([&] { return decompress(*unpacking); }); });
+    decompressing->callback([unpacking, exitCode] { *exitCode = decompress(*unpacking); });
 }
 
 } // namespace kyv::tool

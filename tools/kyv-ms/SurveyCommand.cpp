@@ -3,8 +3,12 @@
 #include "Commands.h"
 #include "Console.h"
 #include "ExitCode.h"
+#include "OutputFile.h"
 #include "ProgressBar.h"
 #include "mzml/Run.h"
+#include "survey/BytesSurvey.h"
+#include "survey/IntensityPlot.h"
+#include "survey/IntensitySurvey.h"
 #include "survey/PointsSurvey.h"
 #include "survey/SurveyReport.h"
 
@@ -22,6 +26,7 @@ namespace {
 struct SurveyOptions
 {
     std::vector<std::string> files;
+    std::string plot;
     bool json = false;
     bool quiet = false;
     bool noProgress = false;
@@ -33,35 +38,46 @@ Examples:
   kyv-ms survey run.mzML.gz             how small, how fast, and is it exact?
   kyv-ms survey *.mzML                  several runs, and a total
   kyv-ms survey --json run.mzML | jq '.files[0].methods[] | {method, bytesPerPoint}'
+  kyv-ms survey --plot error.svg run.mzML   see what quantizing does before trusting it
   kyv-ms simulate run.mzML && kyv-ms survey run.mzML
 
 Exit codes: 0 all runs read, 1 some of several failed, 2 usage, 3 corrupt or
 refused input, 5 a file cannot be opened or read.)";
 
 /// Reads one run and puts its spectra through the library.
-FileSurvey surveyFile(const QString &path, const SurveyOptions &options,
+FileSurvey surveyFile(const QString &path, const SurveyOptions &options, IntensityPlot *plot,
                       const runs::ProgressHandler &progress)
 {
     FileSurvey survey;
     survey.path = path;
     PointsSurvey points(options.repeats);
+    IntensitySurvey intensities(options.repeats, plot);
+    BytesSurvey bytes(options.repeats);
     runs::RunHandlers handlers;
     handlers.progress = progress;
+    handlers.textWithoutArrays = [&](const char *text, qsizetype size) {
+        bytes.addText(text, size);
+    };
     handlers.spectrum = [&](runs::Spectrum &&spectrum) {
         survey.profileSpectra += spectrum.shape == runs::SpectrumShape::Profile;
         survey.centroidSpectra += spectrum.shape == runs::SpectrumShape::Centroid;
         survey.longestSpectrum = std::max(survey.longestSpectrum, spectrum.points.size());
-        if (spectrum.setAside.isEmpty())
+        if (spectrum.setAside.isEmpty()) {
             points.add(spectrum);
-        else
+            intensities.add(spectrum);
+            bytes.add(spectrum);
+        } else {
             survey.notSurveyed.append(
                 {spectrum.index, spectrum.id, spectrum.byteOffset, spectrum.setAside});
+        }
         return true;
     };
     runs::RunReading reading = runs::readRun(path, handlers);
     survey.summary = reading.summary;
     survey.failure = reading.failure;
     survey.methods = points.takeMethods();
+    survey.intensities = intensities.takeMethods();
+    survey.contents = bytes.takeContents();
     return survey;
 }
 
@@ -89,6 +105,17 @@ QString failureLine(const FileSurvey &file)
     return line + oneLine(file.failure->reason);
 }
 
+bool writePlot(const IntensityPlot &plot, const QStringList &files, const std::string &path)
+{
+    OutputFile output(QFile::decodeName(QByteArray::fromStdString(path)));
+    const QByteArray svg = plot.svg(files);
+    if (output.isOpen() && output.device().write(svg) == svg.size() && output.commit())
+        return true;
+    printError(QStringLiteral("kyv-ms: %1: %2")
+                   .arg(oneLine(QString::fromStdString(path)), output.error()));
+    return false;
+}
+
 ExitCode survey(const SurveyOptions &options)
 {
     QStringList paths;
@@ -100,11 +127,12 @@ ExitCode survey(const SurveyOptions &options)
     ProgressBar bar(!options.quiet && !options.noProgress, totalBytes);
     QList<FileSurvey> files;
     qint64 doneBytes = 0;
+    IntensityPlot plot;
     for (const QString &path : paths) {
         const QString name = QFileInfo(path).fileName();
-        files.append(surveyFile(path, options, [&](qint64 bytesRead, qint64) {
-            bar.update(doneBytes + bytesRead, name);
-        }));
+        files.append(
+            surveyFile(path, options, options.plot.empty() ? nullptr : &plot,
+                       [&](qint64 bytesRead, qint64) { bar.update(doneBytes + bytesRead, name); }));
         doneBytes += QFileInfo(path).size();
         if (files.last().failure) {
             bar.wipe();
@@ -118,6 +146,8 @@ ExitCode survey(const SurveyOptions &options)
         printError(QStringLiteral("kyv-ms: the report cannot be written"));
         return IoFailure;
     }
+    if (!options.plot.empty() && !writePlot(plot, paths, options.plot))
+        return IoFailure;
     return exitCodeOf(files);
 }
 
@@ -134,6 +164,8 @@ void addSurveyCommand(CLI::App &application, int *exitCode)
         ->type_name("");
     command->add_flag("--json", options->json,
                       "A report for programs; docs/kyv-ms.md lists its keys");
+    command->add_option("--plot", options->plot, "Draw what quantizing does to the intensities")
+        ->type_name("OUT.svg");
     command->add_flag("--quiet", options->quiet,
                       "Tables and failures alone: no remarks, no progress");
     command->add_flag("--no-progress", options->noProgress, "No progress bar on a terminal");

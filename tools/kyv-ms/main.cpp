@@ -1,10 +1,13 @@
 // kyv-ms: surveys, simulates and stores mass-spectrometry data from the command line.
 
 #include "Commands.h"
+#include "Console.h"
 #include "ExitCode.h"
 #include "KyvMsVersion.h"
 
 #include <CLI/CLI.hpp>
+
+#include <new>
 
 int main(int argc, char **argv)
 {
@@ -23,6 +26,10 @@ int main(int argc, char **argv)
     addBytesCommand(application, &exitCode);
     try {
         application.parse(argc, argv);
+    } catch (const std::bad_alloc &) {
+        printError(QStringLiteral("kyv-ms: not enough memory (the byte service's model needs 1 GiB "
+                                  "of address space)"));
+        return IoFailure;
     } catch (const CLI::ParseError &error) {
         return application.exit(error) == 0 ? Success : Usage;
     }

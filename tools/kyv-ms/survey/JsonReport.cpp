@@ -67,12 +67,60 @@ QJsonObject methodObject(const MethodSurvey &method)
     };
 }
 
+QJsonObject packObject(const PackSurvey &method)
+{
+    const double count = double(method.intensities);
+    const double bytes = double(method.packedBytes);
+    return {
+        {QStringLiteral("method"), method.method},
+        {QStringLiteral("packedBytes"), method.packedBytes},
+        {QStringLiteral("bytesPerIntensity"), quotient(bytes, count)},
+        {QStringLiteral("ratioToFloats"), quotient(4 * count, bytes)},
+        {QStringLiteral("packMBPerSecond"), quotient(4 * count / 1e6, method.packSeconds)},
+        {QStringLiteral("packMIntensitiesPerSecond"), quotient(count / 1e6, method.packSeconds)},
+        {QStringLiteral("unpackMBPerSecond"), quotient(4 * count / 1e6, method.unpackSeconds)},
+        {QStringLiteral("unpackMIntensitiesPerSecond"),
+         quotient(count / 1e6, method.unpackSeconds)},
+        {QStringLiteral("exactSpectra"), qint64(method.exact)},
+        {QStringLiteral("positiveIntensities"), qint64(method.positive)},
+        {QStringLiteral("becameZero"), qint64(method.becameZero)},
+        {QStringLiteral("becameZeroShare"),
+         quotient(double(method.becameZero), double(method.positive))},
+        {QStringLiteral("largestRelativeError"), method.largestRelativeError},
+        {QStringLiteral("rmsRelativeError"), method.rmsRelativeError()},
+        {QStringLiteral("unusableSpectra"), spectra(method.unusable)},
+    };
+}
+
+QJsonObject contentObject(const ContentSurvey &content)
+{
+    const double bytes = double(content.bytes);
+    return {
+        {QStringLiteral("content"), content.content},
+        {QStringLiteral("pieces"), qint64(content.pieces)},
+        {QStringLiteral("bytes"), content.bytes},
+        {QStringLiteral("compressedBytes"), content.compressedBytes},
+        {QStringLiteral("ratio"), quotient(bytes, double(content.compressedBytes))},
+        {QStringLiteral("compressMBPerSecond"), quotient(bytes / 1e6, content.compressSeconds)},
+        {QStringLiteral("decompressMBPerSecond"), quotient(bytes / 1e6, content.decompressSeconds)},
+        {QStringLiteral("exactPieces"), qint64(content.exact)},
+        {QStringLiteral("cutPieces"), qint64(content.cut)},
+        {QStringLiteral("sampled"), content.sampled},
+    };
+}
+
+template <typename Row>
+QJsonArray objects(const QList<Row> &rows, QJsonObject (*object)(const Row &))
+{
+    QJsonArray array;
+    for (const Row &row : rows)
+        array.append(object(row));
+    return array;
+}
+
 QJsonObject fileObject(const FileSurvey &file)
 {
     const runs::RunSummary &summary = file.summary;
-    QJsonArray methods;
-    for (const MethodSurvey &method : file.methods)
-        methods.append(methodObject(method));
     QJsonObject object{
         {QStringLiteral("file"), file.path},
         {QStringLiteral("fileBytes"), summary.fileBytes},
@@ -87,7 +135,9 @@ QJsonObject fileObject(const FileSurvey &file)
         {QStringLiteral("otherArrays"), counts(summary.otherArrays)},
         {QStringLiteral("unknownCompressions"), counts(summary.unknownCompressions)},
         {QStringLiteral("notSurveyed"), spectra(file.notSurveyed)},
-        {QStringLiteral("methods"), methods},
+        {QStringLiteral("methods"), objects(file.methods, methodObject)},
+        {QStringLiteral("intensities"), objects(file.intensities, packObject)},
+        {QStringLiteral("contents"), objects(file.contents, contentObject)},
     };
     if (file.failure)
         object.insert(

@@ -34,6 +34,39 @@ struct MethodSurvey
     QList<NamedSpectrum> changed; ///< All that are not exact, in the order of the run.
 };
 
+/// What one method of the intensity service makes of the intensities of a run, as 32-bit floats.
+struct PackSurvey
+{
+    QString method;
+    qsizetype spectra = 0;
+    qsizetype intensities = 0;
+    qint64 packedBytes = 0;
+    double packSeconds = 0; ///< Deriving the parameters included.
+    double unpackSeconds = 0;
+    qsizetype exact = 0;             ///< Spectra whose intensities all come back bit for bit.
+    qsizetype positive = 0;          ///< Intensities above 0; the errors are theirs.
+    qsizetype becameZero = 0;        ///< Those of them that come back as 0.
+    double largestRelativeError = 0; ///< |restored - original| / original.
+    double squaredErrors = 0;        ///< Sum of the squares of all relative errors.
+    QList<NamedSpectrum> unusable;   ///< Spectra that this method must not be used for.
+
+    double rmsRelativeError() const;
+};
+
+/// What the byte service makes of one kind of content of a run.
+struct ContentSurvey
+{
+    QString content;
+    qsizetype pieces = 0; ///< Calls: one a spectrum, or one for all of the XML.
+    qint64 bytes = 0;
+    qint64 compressedBytes = 0;
+    double compressSeconds = 0;
+    double decompressSeconds = 0;
+    qsizetype exact = 0;  ///< Pieces that come back.
+    qsizetype cut = 0;    ///< Pieces that did not shrink and were cut.
+    bool sampled = false; ///< Only the beginning of the run was taken.
+};
+
 /// What a survey found out about one file.
 struct FileSurvey
 {
@@ -45,10 +78,14 @@ struct FileSurvey
     qsizetype longestSpectrum = 0;    ///< In points.
     QList<NamedSpectrum> notSurveyed; ///< Spectra whose arrays give no points.
     QList<MethodSurvey> methods;      ///< Smallest result first.
+    QList<PackSurvey> intensities;    ///< RawData, Quantizing.
+    QList<ContentSurvey> contents;    ///< XML, m/z planes, intensity planes.
 };
 
 /// Adds the figures of \a more to those of \a sum, for a total over several files.
 void addTo(MethodSurvey *sum, const MethodSurvey &more);
+void addTo(PackSurvey *sum, const PackSurvey &more);
+void addTo(ContentSurvey *sum, const ContentSurvey &more);
 
 /// The report for people: files from the largest to the smallest, methods from the smallest result
 /// to the largest, and what must be said about them.

@@ -114,6 +114,69 @@ QString methodTable(const QList<MethodSurvey> &methods)
     return table.text(2);
 }
 
+/// "0.71 %"
+QString percentText(double share)
+{
+    return share == 0 ? QStringLiteral("none")
+                      : QString::number(100 * share, 'g', 3) + QStringLiteral(" %");
+}
+
+QString packTable(const QList<PackSurvey> &methods)
+{
+    constexpr double floatBytes = 4;
+    TextTable table({QStringLiteral("intensities alone"), QStringLiteral("bytes/\nintensity"),
+                     QStringLiteral("smaller\nthan floats"), QStringLiteral("pack\nMB/s"),
+                     QStringLiteral("\nMint/s"), QStringLiteral("unpack\nMB/s"),
+                     QStringLiteral("\nMint/s"), QStringLiteral("exact\nspectra"),
+                     QStringLiteral("relative error\nRMS"), QStringLiteral("\nlargest"),
+                     QStringLiteral("became\nzero")});
+    for (const PackSurvey &method : methods) {
+        const double count = double(method.intensities);
+        const double bytes = double(method.packedBytes);
+        const double positive = double(std::max<qsizetype>(method.positive, 1));
+        table.addRow({method.method, ratio(bytes, count, 2), times(floatBytes * count, bytes),
+                      ratio(floatBytes * count / megabyte, method.packSeconds, 0),
+                      ratio(count / megabyte, method.packSeconds, 1),
+                      ratio(floatBytes * count / megabyte, method.unpackSeconds, 0),
+                      ratio(count / megabyte, method.unpackSeconds, 1),
+                      mostly(method.exact, method.spectra), percentText(method.rmsRelativeError()),
+                      percentText(method.largestRelativeError),
+                      percentText(double(method.becameZero) / positive)});
+    }
+    return table.text(2);
+}
+
+QString contentTable(const QList<ContentSurvey> &contents)
+{
+    TextTable table({QStringLiteral("byte service"), QStringLiteral("size"),
+                     QStringLiteral("compressed"), QStringLiteral("times\nsmaller"),
+                     QStringLiteral("compress\nMB/s"), QStringLiteral("decompress\nMB/s"),
+                     QStringLiteral("\npieces"), QStringLiteral("come\nback"),
+                     QStringLiteral("are\ncut")});
+    for (const ContentSurvey &content : contents) {
+        const double bytes = double(content.bytes);
+        table.addRow({content.content, humanSize(content.bytes), humanSize(content.compressedBytes),
+                      times(bytes, double(content.compressedBytes)),
+                      ratio(bytes / megabyte, content.compressSeconds, 1),
+                      ratio(bytes / megabyte, content.decompressSeconds, 1),
+                      grouped(content.pieces), mostly(content.exact, content.pieces),
+                      content.cut == 0 ? QStringLiteral("none") : grouped(content.cut)});
+    }
+    return table.text(2);
+}
+
+/// The three tables of one file or of all.
+QString tables(const QList<MethodSurvey> &methods, const QList<PackSurvey> &intensities,
+               const QList<ContentSurvey> &contents)
+{
+    QString text = QLatin1Char('\n') + methodTable(methods);
+    if (!intensities.isEmpty())
+        text += QLatin1Char('\n') + packTable(intensities);
+    if (!contents.isEmpty())
+        text += QLatin1Char('\n') + contentTable(contents);
+    return text;
+}
+
 /// What the file holds, in two or three lines.
 QString contents(const FileSurvey &file)
 {
@@ -154,6 +217,12 @@ QString notes(const FileSurvey &file)
     text += reasonLines(QStringLiteral("not surveyed"), file.notSurveyed, summary.spectra);
     for (const MethodSurvey &method : file.methods)
         text += reasonLines(method.method, method.changed, method.spectra);
+    for (const PackSurvey &method : file.intensities)
+        text += reasonLines(method.method, method.unusable, method.spectra);
+    for (const ContentSurvey &content : file.contents)
+        if (content.sampled)
+            text += QStringLiteral("  %1: only the first %2 were taken\n")
+                        .arg(content.content, humanSize(content.bytes));
     return text;
 }
 
@@ -164,7 +233,7 @@ QString fileReport(const FileSurvey &file, bool quiet)
         text += QStringLiteral("  read up to byte %1 only: %2\n")
                     .arg(grouped(file.failure->byteOffset), oneLine(file.failure->reason));
     if (file.summary.points > 0)
-        text += QLatin1Char('\n') + methodTable(file.methods);
+        text += tables(file.methods, file.intensities, file.contents);
     else
         text += QStringLiteral("  nothing to survey\n");
     if (!quiet) {
@@ -175,24 +244,47 @@ QString fileReport(const FileSurvey &file, bool quiet)
     return text + QLatin1Char('\n');
 }
 
+/// One row for each name in \a lists, summed over them, in the order of the first list.
+template <typename Row>
+QList<Row> summed(const QList<QList<Row>> &lists, QString Row::*name)
+{
+    QList<Row> sums;
+    for (const QList<Row> &rows : lists) {
+        for (const Row &row : rows) {
+            auto sum = std::find_if(sums.begin(), sums.end(),
+                                    [&](const Row &known) { return known.*name == row.*name; });
+            if (sum == sums.end())
+                sum = sums.insert(sums.end(), Row());
+            addTo(&*sum, row);
+        }
+    }
+    return sums;
+}
+
 QString totalReport(const QList<FileSurvey> &files)
 {
-    QMap<QString, MethodSurvey> sums;
-    for (const FileSurvey &file : files)
-        for (const MethodSurvey &method : file.methods)
-            addTo(&sums[method.method], method);
-    QList<MethodSurvey> methods = sums.values();
+    QList<QList<MethodSurvey>> methodLists;
+    QList<QList<PackSurvey>> packLists;
+    QList<QList<ContentSurvey>> contentLists;
+    qint64 spectra = 0;
+    qint64 points = 0;
+    for (const FileSurvey &file : files) {
+        methodLists.append(file.methods);
+        packLists.append(file.intensities);
+        contentLists.append(file.contents);
+        spectra += file.summary.spectra;
+        points += file.summary.points;
+    }
+    QList<MethodSurvey> methods = summed(methodLists, &MethodSurvey::method);
     std::stable_sort(methods.begin(), methods.end(),
                      [](const MethodSurvey &a, const MethodSurvey &b) {
                          return a.encodedBytes < b.encodedBytes;
                      });
-    if (methods.isEmpty())
-        return {};
-    return QStringLiteral("all %1 files: %2, %3\n\n")
+    return QStringLiteral("all %1 files: %2, %3\n")
                .arg(files.size())
-               .arg(counted(methods.constFirst().spectra, "spectrum", "spectra"),
-                    counted(methods.constFirst().points, "point", "points"))
-           + methodTable(methods);
+               .arg(counted(spectra, "spectrum", "spectra"), counted(points, "point", "points"))
+           + tables(methods, summed(packLists, &PackSurvey::method),
+                    summed(contentLists, &ContentSurvey::content));
 }
 
 } // namespace
@@ -213,9 +305,11 @@ QString textReport(QList<FileSurvey> files, bool quiet)
     if (surveyed.size() > 1)
         text += totalReport(surveyed) + QLatin1Char('\n');
     if (!quiet && !surveyed.isEmpty())
-        text += QStringLiteral("MB: 10^6 bytes of points, 16 bytes a point; Mpt: 10^6 points; "
-                               "of each call the fastest time.\n"
-                               "Exact: spectra that come back bit for bit; int.: intensities.\n");
+        text += QStringLiteral(
+            "MB: 10^6 bytes, of points (16 bytes a point), intensities (4 bytes) or the content; "
+            "Mpt, Mint: 10^6\npoints, intensities. Times: the fastest of several calls. Exact: "
+            "bit for bit; int.: intensities.\nErrors: of positive intensities, as 32-bit floats. "
+            "Cut: the byte service cuts what does not shrink.\n");
     return text;
 }
 
