@@ -32,8 +32,8 @@ TEST(PatternPredictorTest, orderRisesOneAPoint)
     expectLast({1000}, 0, 1000);
     expectLast({1000, 1010}, 1, 10);
     expectLast({1000, 1010, 1021}, 2, 1);
-    expectLast({1000, 1010, 1021, 1034}, 3, 1 ^ 2);
-    expectLast({1000, 1010, 1021, 1034, 1049}, 3, 2 ^ 2);
+    expectLast({1000, 1010, 1021, 1034}, 3, 1U xor 2U);
+    expectLast({1000, 1010, 1021, 1034, 1049}, 3, 0); // 2 xor 2
 }
 
 TEST(PatternPredictorTest, descentStartsAgain)
