@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QList>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -62,6 +63,10 @@ inline QList<ByteVector> readByteVectors(const QString &folder)
         vectors.append(readByteVector(folder, name, 1024));
         vectors.append(readByteVector(folder, name, 1));
     }
+    // Together, vectors of one size share the thread's block.
+    std::stable_sort(vectors.begin(), vectors.end(), [](const ByteVector &a, const ByteVector &b) {
+        return a.mebibytes < b.mebibytes;
+    });
     return vectors;
 }
 

@@ -66,9 +66,12 @@ inline QByteArray seededBytes(ByteKind kind, qsizetype size, quint64 seed)
         case ByteKind::Random:
             appendNumber(numbers.next(), 8);
             break;
-        case ByteKind::Runs:
-            bytes.append(1 + numbers.below(300), char(numbers.below(256)));
+        case ByteKind::Runs: {
+            const char symbol =
+                char(numbers.below(256)); // drawn one by one: arguments have no order
+            bytes.append(1 + numbers.below(300), symbol);
             break;
+        }
         case ByteKind::SmallAlphabet:
             bytes.append("acgt"[numbers.below(4)]);
             break;
