@@ -95,11 +95,15 @@ public:
     }
 
     /// Order 0: \a pattern itself.
-    Q_ALWAYS_INLINE constexpr quint64 restart(quint64 pattern) noexcept { return advance(0, 0, pattern - m_last); }
+    Q_ALWAYS_INLINE constexpr quint64 restart(quint64 pattern) noexcept
+    {
+        return advance(0, 0, pattern - m_last);
+    }
 
     /// Orders 1 to 3 without a branch: \a stepMask is all ones for orders 2 and 3, \a changeMask
     /// for order 3, else zero.
-    Q_ALWAYS_INLINE constexpr quint64 advance(quint64 stepMask, quint64 changeMask, quint64 residual) noexcept
+    Q_ALWAYS_INLINE constexpr quint64 advance(quint64 stepMask, quint64 changeMask,
+                                              quint64 residual) noexcept
     {
         const quint64 change = residual ^ (m_change & changeMask);
         m_change = change - (m_step & ~stepMask);

@@ -9,8 +9,9 @@ int main()
     using namespace kyv::compressor;
     const QList<QPointF> spectrum{{100.0, 1.0}, {100.5, 20.0}, {101.25, 3.0}};
     PointsCompressor compressor;
-    for (const PointsCompressionMethod method : {PointsCompressionMethod::InterleavedDoubleDouble,
-                                                 PointsCompressionMethod::PlanarDoubleFloat,
+    for (const PointsCompressionMethod method :
+         {PointsCompressionMethod::InterleavedDoubleDouble,
+          PointsCompressionMethod::PlanarDoubleFloat,
           PointsCompressionMethod::PlanarDoubleFloatBitCompressedV1}) {
         const kyv::Result<CompressedPointsData> encoded = compressor.encode(spectrum, method);
         if (!encoded.hasValue())
