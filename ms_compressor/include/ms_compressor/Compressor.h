@@ -12,11 +12,14 @@ struct KYV_MS_COMPRESSOR_EXPORT CompressedData
 {
     /// Leaves version and uncompressedSize unset, and data empty.
     CompressedData();
+    /// Copies share the coded bytes; moves take them.
+    ///@{
     CompressedData(const CompressedData &other);
     CompressedData(CompressedData &&other) noexcept;
     CompressedData &operator=(const CompressedData &other);
     CompressedData &operator=(CompressedData &&other) noexcept;
     ~CompressedData();
+    ///@}
 
     qint32 version;          ///< Always 1 from compress(); decompress() does not look at it.
     qint32 uncompressedSize; ///< Bytes of the input, its length modulo 2^32.
@@ -26,10 +29,13 @@ struct KYV_MS_COMPRESSOR_EXPORT CompressedData
 /// Reserved: no operation takes or reads it.
 struct KYV_MS_COMPRESSOR_EXPORT CompressionParameters
 {
+    /// Copies the number.
+    ///@{
     CompressionParameters &operator=(const CompressionParameters &other);
     CompressionParameters &operator=(CompressionParameters &&other) noexcept;
+    ///@}
 
-    qint32 reserved;
+    qint32 reserved; ///< Has no meaning.
 };
 
 /// Makes byte arrays small and brings them back: a context model of order 2 (PPM, after Cleary and
@@ -66,6 +72,7 @@ class KYV_MS_COMPRESSOR_EXPORT Compressor
 public:
     /// Makes sure of the calling thread's block. Throws std::bad_alloc.
     Compressor();
+    /// Makes sure of the calling thread's block, too. Throws std::bad_alloc.
     Compressor(const Compressor &other);
     /// Does nothing.
     Compressor &operator=(const Compressor &other);

@@ -53,15 +53,18 @@ public:
     /// A quantized list before its levels are turned into intensities.
     struct RawIntensities
     {
-        PackParameters parameters;
+        PackParameters parameters;  ///< The record that stood before the list.
         QList<quint32> intensities; ///< The level of each intensity, as stored.
     };
 
+    /// There is nothing to set up or copy: all operations are static.
+    ///@{
     MsDataPacker() = default;
     MsDataPacker(const MsDataPacker &) = default;
     MsDataPacker(MsDataPacker &&) = default;
     MsDataPacker &operator=(const MsDataPacker &) noexcept { return *this; }
     MsDataPacker &operator=(MsDataPacker &&) noexcept { return *this; }
+    ///@}
 
     /// PackParameters::create() of \a count intensities.
     static PackParameters calculateParameters(const float *data, unsigned int count,

@@ -67,6 +67,7 @@ public:
     /// examined: a record cut short reads as zeros where fields are missing.
     static Result<PackParameters> read(QDataStream &stream);
 
+    /// How the list is stored.
     PackMethod method() const noexcept { return m_method; }
     /// The width of a level in bits, of which maxCompressed() follows.
     quint8 bits() const noexcept { return m_bits; }
@@ -91,8 +92,10 @@ public:
 
     /// True if both are PackMethod::RawData, whatever else they hold, or if all members are
     /// equal as numbers (a NaN equals nothing).
+    ///@{
     bool operator==(const PackParameters &other) const noexcept;
     bool operator!=(const PackParameters &other) const noexcept { return !(*this == other); }
+    ///@}
 
 private:
     friend KYV_MS_COMPRESSOR_EXPORT QDataStream &operator<<(QDataStream &stream,
