@@ -23,7 +23,7 @@ public:
     };
 
     /// A codec of order \a maxOrder (2 to PpmdModel::orderLimit) that works in \a memory, which
-    /// must hold at least 1 MiB and belong to the calling thread.
+    /// must belong to the calling thread and have room for the root: 8 KiB are enough.
     explicit PpmdCodec(ModelMemory::Block memory, int maxOrder = 2,
                        Path path = fastestPath()) noexcept
         : m_memory(memory)
