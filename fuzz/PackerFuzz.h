@@ -51,7 +51,7 @@ struct AnnouncedList
 };
 
 /// Lists of zeros announce any length in eight bytes and are served; a target that made them all
-/// would do little else. It skips those above 2^22 values, serves one in 1024 of those above 1024
+/// would do little else. It skips those above 2^22 values, serves one in 64 of those above 1024
 /// values or blocks (chosen by their bytes, so that an input always takes the same way), and
 /// tells how many it left out.
 class SkippedRecords
@@ -72,7 +72,7 @@ public:
             ++m_skipped;
             return true;
         }
-        if (list.checksum % 1024 == 0)
+        if (list.checksum % 64 == 0)
             return false;
         ++m_leftOut;
         return true;
