@@ -109,15 +109,18 @@ QByteArray stored(Compressor &compressor, const QByteArray &original, bool verif
                                                                                  : original;
 }
 
-QByteArray restored(Compressor &compressor, const QByteArray &bytes, quint32 originalSize)
+QByteArray restored(std::optional<Compressor> &compressor, const QByteArray &bytes,
+                    quint32 originalSize)
 {
     if (bytes.size() == qsizetype(originalSize))
         return bytes;
+    if (!compressor)
+        compressor.emplace();
     CompressedData compressed;
     compressed.version = 1;
     compressed.uncompressedSize = qint32(originalSize);
     compressed.data = bytes;
-    return compressor.decompress(compressed);
+    return compressor->decompress(compressed);
 }
 
 /// The reading side, step by step; each step answers with the damage that it finds.
@@ -142,8 +145,8 @@ private:
     Input m_input;
     QIODevice *m_target;
     BytesTotals *m_totals;
-    Compressor m_compressor;
-    quint32 m_crc = 0;       // of everything so far
+    std::optional<Compressor> m_compressor; // made for the first block that was shrunk
+    quint32 m_crc = 0;                      // of everything so far
     qint64 m_partOffset = 0; // where the head, block or end that is being read begins
 };
 
