@@ -207,10 +207,9 @@ bool decodePayload(const QByteArray &data, QList<QPointF> &points)
 Result<QByteArray> BitCompression::encode(const QList<QPointF> &points)
 {
     const qsizetype count = points.size();
-    QByteArray data;
     if (count == 0)
-        return data;
-    data.resize(reservedSize(count));
+        return QByteArray();
+    QByteArray data(reservedSize(count), Qt::Uninitialized); // resize() would take up to twice that
     auto *bytes = reinterpret_cast<uchar *>(data.data());
 
     BitWriter writer(bytes, 8 * PointsPayload::xOffset(quint64(count)));
