@@ -12,6 +12,7 @@
 #include <ms_compressor/Compressor.h>
 
 #include "mzml/Run.h"
+#include "support/Measuring.h"
 
 #ifdef KYV_HAS_BYTE_REFERENCE
 #include "ReferenceByteCodec.h"
@@ -26,16 +27,16 @@
 #include <lzma.h>
 #include <zstd.h>
 
-#include <time.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
 #include <memory>
 #include <random>
 #include <vector>
+
+using kyv::bench::median;
+using kyv::bench::secondsOf;
 
 namespace {
 
@@ -236,32 +237,6 @@ std::vector<Codec> allCodecs()
 }
 
 // Measuring ---------------------------------------------------------------------------------------
-
-/// Processor time of this thread: what else the machine does counts little.
-double threadSeconds()
-{
-#ifdef CLOCK_THREAD_CPUTIME_ID
-    timespec now;
-    if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now) == 0)
-        return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
-#endif
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-double secondsOf(const std::function<void()> &work)
-{
-    const double start = threadSeconds();
-    work();
-    return threadSeconds() - start;
-}
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + qsizetype(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 /// Measures all codecs on \a input in turns. Short input is coded many times at a stretch.
 std::vector<Measured> measure(const std::vector<Codec> &codecs, const QByteArray &input, int repeat)

@@ -9,7 +9,7 @@
 #include "internal/IntensityKernels.h"
 #include "internal/IntensityQuantizer.h"
 #include "internal/SingleCount.h"
-#include "support/MemcpyBaseline.h"
+#include "support/Measuring.h"
 
 #include "mzml/Run.h"
 #include "simulate/Simulator.h"
@@ -24,13 +24,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
 
 using namespace kyv::compressor;
 using namespace kyv::compressor::internal;
+using kyv::bench::keep;
+using kyv::bench::Measured;
+using kyv::bench::memcpySubject;
+using kyv::bench::Subject;
 
 namespace {
 
@@ -39,69 +42,9 @@ constexpr qsizetype longList = 20000;
 constexpr qsizetype shortMin = 100;
 constexpr qsizetype shortMax = 500;
 
-// ---- measuring -----------------------------------------------------------------------------
-
-/// Keeps the compiler from dropping work whose result is in memory at \a address.
-void keep(const void *address)
-{
-    asm volatile("" : : "r"(address) : "memory");
-}
-
-double secondsOf(const std::function<void()> &work)
-{
-    const auto now = [] {
-        timespec time = {};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
-    };
-    const double begin = now();
-    work();
-    return now() - begin;
-}
-
-double median(std::vector<double> values)
-{
-    std::nth_element(values.begin(), values.begin() + long(values.size() / 2), values.end());
-    return values[values.size() / 2];
-}
-
-/// A piece of work and the bytes that it counts for.
-struct Subject
-{
-    double bytes;
-    std::function<void()> work;
-};
-
-/// The subject's speed as a fraction of the baseline's, and its time.
-struct Measured
-{
-    double fraction;
-    double nanosecondsPerValue;
-};
-
 Measured measure(const Subject &baseline, const Subject &subject)
 {
-    std::vector<double> quotients;
-    std::vector<double> times;
-    subject.work(); // memory that the allocator keeps is there from now on
-    for (int round = 0; round < rounds; ++round) {
-        const double baselineSpeed = baseline.bytes / secondsOf(baseline.work);
-        const double seconds = secondsOf(subject.work);
-        quotients.push_back(subject.bytes / seconds / baselineSpeed);
-        times.push_back(seconds * 4e9 / subject.bytes);
-    }
-    return {median(quotients), median(times)};
-}
-
-/// A copy between two buffers of 16 MiB.
-Subject memcpySubject()
-{
-    static const std::vector<char> source(kyv::bench::memcpyBytes, 1);
-    static std::vector<char> target(kyv::bench::memcpyBytes, 2);
-    return {double(kyv::bench::memcpyBytes), [] {
-                std::memcpy(target.data(), source.data(), kyv::bench::memcpyBytes);
-                keep(target.data());
-            }};
+    return kyv::bench::measure(baseline, subject, rounds);
 }
 
 /// A copy of 256 KiB, again and again.

@@ -9,7 +9,7 @@
 #include "internal/CpuFeatures.h"
 #include "internal/IntegerList.h"
 #include "internal/PackedBitKernels.h"
-#include "support/MemcpyBaseline.h"
+#include "support/Measuring.h"
 #include "support/Spectra.h"
 
 #include <ms_compressor/MsDataPacker.h>
@@ -26,7 +26,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <numeric>
 #include <random>
@@ -34,6 +33,10 @@
 #include <vector>
 
 using namespace kyv::compressor::internal;
+using kyv::bench::keep;
+using kyv::bench::memcpySubject;
+using kyv::bench::secondsOf;
+using kyv::bench::Subject;
 using kyv::bench::Workload;
 using kyv::compressor::MsDataPacker;
 using kyv::compressor::PackMethod;
@@ -43,43 +46,10 @@ namespace {
 
 constexpr int rounds = 15;
 
-// ---- measuring -----------------------------------------------------------------------------
-
-/// Keeps the compiler from dropping work whose result is in memory at \a address.
-void keep(const void *address)
-{
-    asm volatile("" : : "r"(address) : "memory");
-}
-
-double secondsOf(const std::function<void()> &work)
-{
-    const auto now = [] {
-        timespec time = {};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
-    };
-    const double begin = now();
-    work();
-    return now() - begin;
-}
-
-/// A piece of work and the bytes that it counts for.
-struct Subject
-{
-    double bytes;
-    std::function<void()> work;
-};
-
 /// The speed of \a subject as a fraction of that of \a baseline.
 double fraction(const Subject &baseline, const Subject &subject)
 {
-    std::vector<double> quotients;
-    for (int round = 0; round < rounds; ++round) {
-        const double baselineSpeed = baseline.bytes / secondsOf(baseline.work);
-        quotients.push_back(subject.bytes / secondsOf(subject.work) / baselineSpeed);
-    }
-    std::nth_element(quotients.begin(), quotients.begin() + rounds / 2, quotients.end());
-    return quotients[rounds / 2];
+    return kyv::bench::measure(baseline, subject, rounds).fraction;
 }
 
 double gigabytesPerSecond(const Subject &subject)
@@ -213,16 +183,6 @@ struct Row
     double pack;
     double unpack;
 };
-
-Subject memcpySubject()
-{
-    static const std::vector<char> source(kyv::bench::memcpyBytes, 1);
-    static std::vector<char> target(kyv::bench::memcpyBytes, 2);
-    return {double(kyv::bench::memcpyBytes), [] {
-                std::memcpy(target.data(), source.data(), source.size());
-                keep(target.data());
-            }};
-}
 
 /// \a pack fills a buffer with the packed list and \a unpack reads it back.
 Row measure(const Lists &lists,
