@@ -1,8 +1,10 @@
 """Runs kyv-ms as a user does: exit codes, what goes to which stream, files that it writes."""
 
+import contextlib
 import gzip
 import json
 import os
+import pty
 import subprocess
 import sys
 import tempfile
@@ -15,6 +17,19 @@ TOOL = sys.argv.pop(1)
 def run(*arguments, stdin=None):
     done = subprocess.run([TOOL, *map(str, arguments)], input=stdin, capture_output=True, timeout=120)
     return done.returncode, done.stdout, done.stderr.decode()
+
+
+def on_terminal(*arguments):
+    """What the tool writes to its standard error where that is a terminal."""
+    own, tools = pty.openpty()
+    with subprocess.Popen([TOOL, *map(str, arguments)], stdout=subprocess.DEVNULL, stderr=tools):
+        os.close(tools)
+        shown = b""
+        with contextlib.suppress(OSError):  # how Linux says that nobody writes any more
+            while read := os.read(own, 4096):
+                shown += read
+    os.close(own)
+    return shown.decode()
 
 
 class CommandLineTest(unittest.TestCase):
@@ -31,8 +46,8 @@ class CommandLineTest(unittest.TestCase):
             file.write(content)
         return self.path(name)
 
-    def simulated(self, name="run.mzML", *arguments):
-        code, _, error = run("simulate", self.path(name), "--spectra", 13, "--quiet", *arguments)
+    def simulated(self, name="run.mzML", *arguments, spectra=13):
+        code, _, error = run("simulate", self.path(name), "--spectra", spectra, "--quiet", *arguments)
         self.assertEqual((code, error), (0, ""))
         return self.path(name)
 
@@ -191,6 +206,13 @@ class SurveyTest(CommandLineTest):
 
     def test_no_progress_unless_on_a_terminal(self):
         self.assertEqual(run("survey", self.simulated())[2], "")
+
+    def test_progress_on_a_terminal_is_wiped_at_the_end(self):
+        file = self.simulated("long.mzML", spectra=30)
+        shown = on_terminal("survey", file)
+        self.assertRegex(shown, r"\[[#.]{24}\] +\d+ %  ")
+        self.assertTrue(shown.endswith("\r\x1b[K"))
+        self.assertEqual(on_terminal("survey", "--no-progress", file), "")
 
     def test_a_full_output_is_a_failure(self):
         with open("/dev/full", "wb") as full:
