@@ -75,7 +75,7 @@ private:
             const quint32 total = c->summFreq;
             coder.split(total);
             if (coder.isBelow(all.freqs[0])) {
-                coder.take(0, all.freqs[0]);
+                coder.takeFirst(all.freqs[0]);
                 symbol = all.symbols[0];
                 return this->firstHit(c, all);
             }
@@ -91,6 +91,27 @@ private:
             out = this->ruleOut(c, all);
         }
 
+        // On a copy, so that the loop's coder stays in registers.
+        RangeDecoder copy = coder;
+        const Escaped escaped = decodeEscaped(copy, c, out);
+        coder = copy;
+        c = escaped.context;
+        symbol = escaped.symbol;
+        return escaped.found;
+    }
+
+    /// What was decoded after an escape; no context at the end of the data.
+    struct Escaped
+    {
+        Context *context;
+        quint8 symbol;
+        StateRef found;
+    };
+
+    /// Decodes the symbol after the escape out of context \a c.
+    Q_NEVER_INLINE Escaped decodeEscaped(RangeDecoder &shared, Context *c, RuledOut out) noexcept
+    {
+        RangeDecoder coder = shared;
         while ((c = this->nextShorter(c, out)) != nullptr) {
             const StateArray all = this->states(c);
             const int count = c->numStats + 1;
@@ -102,14 +123,15 @@ private:
             const ScanHit hit = Scan::locate(this->m_masked.freqs, count, coder.count());
             if (hit.index != count) {
                 coder.take(hit.below, all.freqs[hit.index]);
-                symbol = all.symbols[hit.index];
-                return this->maskedHit(c, all, hit.index, see);
+                shared = coder;
+                const quint8 symbol = all.symbols[hit.index];
+                return {c, symbol, this->maskedHit(c, all, hit.index, see)};
             }
             coder.take(sum, escapeFreq);
             this->seeEscape(see, sum + escapeFreq);
             out = this->ruleOut(c, all);
         }
-        return {};
+        return {nullptr, 0, {}};
     }
 };
 

@@ -34,7 +34,7 @@ public:
     Q_ALWAYS_INLINE void encode(quint32 below, quint32 width, quint32 total) noexcept
     {
         if (total > m_range) [[unlikely]]
-            widen(total);
+            *this = widened(*this, total);
         const quint32 step = m_range / total;
         m_low += below * step;
         m_range = width * step;
@@ -81,7 +81,7 @@ private:
         const quint32 unsettled = m_low ^ (m_low + m_range);
         if (unsettled < ppmd::rangeTop) {
             if (m_end - m_output < 4) [[unlikely]] {
-                normalizeBytewise();
+                *this = normalizedBytewise(*this);
                 return;
             }
             const int bytes = std::countl_zero(unsettled) / 8; // 1 to 3, for the range is not 0
@@ -91,30 +91,31 @@ private:
             m_range <<= 8 * bytes;
         }
         if (m_range < ppmd::rangeBottom) [[unlikely]]
-            normalizeBytewise();
+            *this = normalizedBytewise(*this);
     }
 
-    /// The definition.
-    Q_ALWAYS_INLINE void normalizeBytewise() noexcept
+    /// The definition. It works on a copy, so that the loop's coder stays in registers.
+    Q_NEVER_INLINE static RangeEncoder normalizedBytewise(RangeEncoder coder) noexcept
     {
         while (true) {
-            if ((m_low ^ (m_low + m_range)) >= ppmd::rangeTop) {
-                if (m_range >= ppmd::rangeBottom)
-                    return;
-                m_range = (0 - m_low) & (ppmd::rangeBottom - 1);
+            if ((coder.m_low ^ (coder.m_low + coder.m_range)) >= ppmd::rangeTop) {
+                if (coder.m_range >= ppmd::rangeBottom)
+                    return coder;
+                coder.m_range = (0 - coder.m_low) & (ppmd::rangeBottom - 1);
             }
-            shift();
+            coder.shift();
         }
     }
 
     /// Format: a total above the range cuts the range once more, one bit wider than
     /// normalization does, so that no step is 0.
-    Q_ALWAYS_INLINE void widen(quint32 total) noexcept
+    Q_NEVER_INLINE static RangeEncoder widened(RangeEncoder coder, quint32 total) noexcept
     {
-        while (total > m_range) {
-            m_range = (0 - m_low) & 0xFFFF;
-            shift();
+        while (total > coder.m_range) {
+            coder.m_range = (0 - coder.m_low) & 0xFFFF;
+            coder.shift();
         }
+        return coder;
     }
 
     quint32 m_low = 0;
@@ -143,7 +144,7 @@ public:
     Q_ALWAYS_INLINE void split(quint32 total) noexcept
     {
         if (total > m_range) [[unlikely]]
-            widen(total);
+            *this = widened(*this, total);
         m_range /= total;
     }
     /// True if the code falls into the first \a width parts.
@@ -155,6 +156,12 @@ public:
     {
         m_low += below * m_range;
         m_ahead -= below * m_range;
+        m_range *= width;
+        normalizeEvenly();
+    }
+    /// Takes the first \a width parts.
+    Q_ALWAYS_INLINE void takeFirst(quint32 width) noexcept
+    {
         m_range *= width;
         normalize();
     }
@@ -194,7 +201,7 @@ private:
         const quint32 unsettled = m_low ^ (m_low + m_range);
         if (unsettled < ppmd::rangeTop) {
             if (m_end - m_input < 4) [[unlikely]] {
-                normalizeBytewise();
+                *this = normalizedBytewise(*this);
                 return;
             }
             const int bytes = std::countl_zero(unsettled) / 8;
@@ -205,28 +212,48 @@ private:
             m_range <<= 8 * bytes;
         }
         if (m_range < ppmd::rangeBottom) [[unlikely]]
-            normalizeBytewise();
+            *this = normalizedBytewise(*this);
     }
 
-    Q_ALWAYS_INLINE void normalizeBytewise() noexcept
+    /// normalize() without asking whether there are settled bytes; for where it is hard to predict.
+    Q_ALWAYS_INLINE void normalizeEvenly() noexcept
+    {
+        const quint32 unsettled = m_low ^ (m_low + m_range);
+        if (m_end - m_input < 4) [[unlikely]] {
+            *this = normalizedBytewise(*this);
+            return;
+        }
+        const int bytes = std::countl_zero(unsettled) / 8; // 0 to 3, for the range is not 0
+        const quint64 next = quint64(m_ahead) << 32 | qFromBigEndian<quint32>(m_input);
+        m_ahead = quint32((next << (8 * bytes)) >> 32);
+        m_input += bytes;
+        m_low <<= 8 * bytes;
+        m_range <<= 8 * bytes;
+        if (m_range < ppmd::rangeBottom) [[unlikely]]
+            *this = normalizedBytewise(*this);
+    }
+
+    /// See RangeEncoder::normalizedBytewise().
+    Q_NEVER_INLINE static RangeDecoder normalizedBytewise(RangeDecoder coder) noexcept
     {
         while (true) {
-            if ((m_low ^ (m_low + m_range)) >= ppmd::rangeTop) {
-                if (m_range >= ppmd::rangeBottom)
-                    return;
-                m_range = (0 - m_low) & (ppmd::rangeBottom - 1);
+            if ((coder.m_low ^ (coder.m_low + coder.m_range)) >= ppmd::rangeTop) {
+                if (coder.m_range >= ppmd::rangeBottom)
+                    return coder;
+                coder.m_range = (0 - coder.m_low) & (ppmd::rangeBottom - 1);
             }
-            shift();
+            coder.shift();
         }
     }
 
-    /// Format: see RangeEncoder::widen().
-    Q_ALWAYS_INLINE void widen(quint32 total) noexcept
+    /// Format: see RangeEncoder::widened().
+    Q_NEVER_INLINE static RangeDecoder widened(RangeDecoder coder, quint32 total) noexcept
     {
-        while (total > m_range) {
-            m_range = (0 - m_low) & 0xFFFF;
-            shift();
+        while (total > coder.m_range) {
+            coder.m_range = (0 - coder.m_low) & 0xFFFF;
+            coder.shift();
         }
+        return coder;
     }
 
     quint32 m_low = 0;
