@@ -73,7 +73,7 @@ private:
             const StateArray all = this->states(c);
             const quint32 total = c->summFreq;
             if (all.symbols[0] == symbol) {
-                coder.encode(0, all.freqs[0], total);
+                coder.encodeFirst(all.freqs[0], total);
                 return this->next(maxContext, c, symbol, this->firstHit(c, all));
             }
             const int count = c->numStats + 1;

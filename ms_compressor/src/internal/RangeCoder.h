@@ -38,6 +38,14 @@ public:
         const quint32 step = m_range / total;
         m_low += below * step;
         m_range = width * step;
+        normalizeEvenly();
+    }
+    /// Codes the first \a width parts, [0, \a width).
+    Q_ALWAYS_INLINE void encodeFirst(quint32 width, quint32 total) noexcept
+    {
+        if (total > m_range) [[unlikely]]
+            *this = widened(*this, total);
+        m_range = width * (m_range / total);
         normalize();
     }
 
@@ -90,6 +98,23 @@ private:
             m_low <<= 8 * bytes;
             m_range <<= 8 * bytes;
         }
+        if (m_range < ppmd::rangeBottom) [[unlikely]]
+            *this = normalizedBytewise(*this);
+    }
+
+    /// normalize() without asking whether there are settled bytes; for where it is hard to predict.
+    Q_ALWAYS_INLINE void normalizeEvenly() noexcept
+    {
+        const quint32 unsettled = m_low ^ (m_low + m_range);
+        if (m_end - m_output < 4) [[unlikely]] {
+            *this = normalizedBytewise(*this);
+            return;
+        }
+        const int bytes = std::countl_zero(unsettled) / 8; // 0 to 3, for the range is not 0
+        qToBigEndian(m_low, m_output);
+        m_output += bytes;
+        m_low <<= 8 * bytes;
+        m_range <<= 8 * bytes;
         if (m_range < ppmd::rangeBottom) [[unlikely]]
             *this = normalizedBytewise(*this);
     }
@@ -215,7 +240,7 @@ private:
             *this = normalizedBytewise(*this);
     }
 
-    /// normalize() without asking whether there are settled bytes; for where it is hard to predict.
+    /// See RangeEncoder::normalizeEvenly().
     Q_ALWAYS_INLINE void normalizeEvenly() noexcept
     {
         const quint32 unsettled = m_low ^ (m_low + m_range);
