@@ -18,13 +18,18 @@ quint32 maxPortable(const quint32 *values, std::size_t count, quint32 largest) n
 
 } // namespace detail
 
-quint32 bitsRequired(const quint32 *values, std::size_t count) noexcept
+quint32 largestOf(const quint32 *values, std::size_t count) noexcept
 {
 #ifdef KYV_HAS_SSE41
     if (count >= 8 && cpuFeatures().sse42)
-        return quint32(std::bit_width(detail::maxSse41(values, count, 0)));
+        return detail::maxSse41(values, count, 0);
 #endif
-    return quint32(std::bit_width(detail::maxPortable(values, count, 0)));
+    return detail::maxPortable(values, count, 0);
+}
+
+quint32 bitsRequired(const quint32 *values, std::size_t count) noexcept
+{
+    return quint32(std::bit_width(largestOf(values, count)));
 }
 
 } // namespace kyv::compressor::internal

@@ -6,6 +6,9 @@
 
 namespace kyv::compressor::internal {
 
+/// The largest of \a count values; 0 if there is none.
+quint32 largestOf(const quint32 *values, std::size_t count) noexcept;
+
 /// Significant bits of the largest of \a count values: 0 if all are 0 or there is none, else
 /// floor(log2(largest)) + 1, which is 1 to 32.
 quint32 bitsRequired(const quint32 *values, std::size_t count) noexcept;

@@ -7,7 +7,8 @@
 
 #include "LevelMemo.h"
 
-#include <algorithm>
+#include "BitsRequired.h"
+
 #include <numeric>
 
 namespace kyv::compressor::internal {
@@ -19,13 +20,10 @@ LevelMemo::LevelMemo(const IntensityQuantizer &quantizer, const IntensityKernels
 
 void LevelMemo::restore(const quint32 *levels, std::size_t count, float *intensities)
 {
-    quint32 largest = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        largest = std::max(largest, levels[i]);
     m_seen += count;
     if (&m_kernels == &plainIntensityKernels) {
         restoreLazily(levels, count, intensities);
-    } else if (reachTo(largest)) {
+    } else if (reachTo(largestOf(levels, count))) {
         const float *table = m_table.data();
         for (std::size_t i = 0; i < count; ++i)
             intensities[i] = table[levels[i]];
