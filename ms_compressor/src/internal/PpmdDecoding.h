@@ -53,7 +53,8 @@ public:
     }
 
 private:
-    static constexpr qint32 stretch = 4096; ///< Symbols between two looks at the model's size.
+    static constexpr qint32 stretch = 4096;   ///< Symbols between two looks at the model's size.
+    static constexpr int predictedStates = 4; ///< States that are asked one by one.
 
     /// Decodes one symbol, from context \a c on; \a c becomes the one that holds it, or none at
     /// the end of the data.
@@ -79,7 +80,18 @@ private:
                 symbol = all.symbols[0];
                 return this->firstHit(c, all);
             }
+            // One by one at first: what the processor predicts right, it need not wait for.
             const int count = c->numStats + 1;
+            quint32 below = all.freqs[0];
+            for (int i = 1; i < count && i < predictedStates; ++i) {
+                const quint32 freq = all.freqs[i];
+                if (coder.isBelow(below + freq)) {
+                    coder.take(below, freq);
+                    symbol = all.symbols[i];
+                    return this->laterHit(c, all, i);
+                }
+                below += freq;
+            }
             const ScanHit hit = Scan::locate(all.freqs, count, coder.count());
             if (hit.index != count) {
                 coder.take(hit.below, all.freqs[hit.index]);

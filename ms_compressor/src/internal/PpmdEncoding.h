@@ -76,6 +76,11 @@ private:
                 coder.encodeFirst(all.freqs[0], total);
                 return this->next(maxContext, c, symbol, this->firstHit(c, all));
             }
+            // The second state apart: what the processor predicts right, it need not wait for.
+            if (all.symbols[1] == symbol) {
+                coder.encode(all.freqs[0], all.freqs[1], total);
+                return this->next(maxContext, c, symbol, this->laterHit(c, all, 1));
+            }
             const int count = c->numStats + 1;
             const int i = Scan::find(all.symbols, count, symbol);
             const quint32 below = Scan::sum(all.freqs, i);
