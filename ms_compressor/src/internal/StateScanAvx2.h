@@ -97,7 +97,7 @@ struct Avx2Scan
     static quint32 mask(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
                         const quint8 *freqs, int count, MaskedFreqs &masked) noexcept
     {
-        return ruledOutCount <= 4
+        return ruledOutCount <= 8
                    ? maskFew(ruledOut, ruledOutCount, symbols, freqs, count, masked)
                    : maskMany(ruledOut, ruledOutCount, symbols, freqs, count, masked);
     }

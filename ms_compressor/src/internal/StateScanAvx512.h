@@ -5,6 +5,7 @@
 #include <immintrin.h>
 
 #include <algorithm>
+#include <bit>
 
 namespace kyv::compressor::internal {
 
@@ -47,20 +48,9 @@ struct Avx512Scan
 
     Q_ALWAYS_INLINE static ScanHit locate(const quint8 *freqs, int count, quint32 target) noexcept
     {
-        if (count <= 32)
+        if (count <= 32) [[likely]]
             return locate32(freqs, count, target);
-        // Which 64 states hold the target is counted, not searched: it is hard to predict.
-        quint32 below = 0;
-        quint32 upTo = 0;
-        int first = 0;
-        for (int i = 0; i + 64 < count; i += 64) {
-            upTo += total(groupSums(load(freqs + i)));
-            const bool isBehind = target >= upTo;
-            below = isBehind ? upTo : below;
-            first = isBehind ? i + 64 : first;
-        }
-        const ScanHit hit = locate64(freqs + first, std::min(count - first, 64), target - below);
-        return {first + hit.index, below + hit.below};
+        return locate256(freqs, count, target);
     }
 
     static Halved halve(const quint8 *symbols, quint8 *freqs, int count, quint32 adder) noexcept
@@ -97,7 +87,7 @@ struct Avx512Scan
     static quint32 mask(const quint8 *ruledOut, int ruledOutCount, const quint8 *symbols,
                         const quint8 *freqs, int count, MaskedFreqs &masked) noexcept
     {
-        return ruledOutCount <= 4
+        return ruledOutCount <= 12
                    ? maskFew(ruledOut, ruledOutCount, symbols, freqs, count, masked)
                    : maskMany(ruledOut, ruledOutCount, symbols, freqs, count, masked);
     }
@@ -166,50 +156,81 @@ private:
         return {index, below[index]};
     }
 
-    /// locate() among up to 64 states: first among groups of eight, then in the group.
-    Q_ALWAYS_INLINE static ScanHit locate64(const quint8 *freqs, int count, quint32 target) noexcept
+    /// locate() among up to 256 states: first among groups of eight, then in the group.
+    ///
+    /// Sums of whole groups don't depend on the target either. The 32 of them, 16 bits each, lie
+    /// where a group's sum is formed: lane g of 64 bits holds groups g, 8 + g, 16 + g and 24 + g.
+    Q_ALWAYS_INLINE static ScanHit locate256(const quint8 *freqs, int count,
+                                             quint32 target) noexcept
     {
         const __m512i zero = _mm512_setzero_si512();
-        const __m512i groups = groupSums(firstOf(freqs, count));
-        __m512i upTo = _mm512_add_epi64(groups, _mm512_alignr_epi64(groups, zero, 7));
+        __m512i own = groupSums(firstOf(freqs, count));
+        for (int i = 1; i < 4; ++i) {
+            const __m512i sums = groupSums(firstOf(freqs + 64 * i, std::max(count - 64 * i, 0)));
+            own = _mm512_or_si512(own, _mm512_slli_epi64(sums, quint32(16 * i)));
+        }
+        __m512i upTo = _mm512_add_epi64(own, _mm512_alignr_epi64(own, zero, 7));
         upTo = _mm512_add_epi64(upTo, _mm512_alignr_epi64(upTo, zero, 6));
         upTo = _mm512_add_epi64(upTo, _mm512_alignr_epi64(upTo, zero, 4));
-        alignas(64) quint64 groupBelow[16];
-        groupBelow[0] = 0;
-        _mm512_storeu_si512(groupBelow + 1, upTo);
-        const quint32 above = _mm512_cmpgt_epu64_mask(upTo, _mm512_set1_epi64(qint64(target)));
-        const int group = int(_tzcnt_u32(above | 1u << 8));
-        const auto below = quint32(groupBelow[group]);
-        if (group == 8)
-            return {count, below};
+        // The sum of 64 states counts for all states behind these.
+        const __m512i last = _mm512_permutexvar_epi64(_mm512_set1_epi64(7), upTo);
+        for (quint32 bits = 16; bits < 64; bits += 16)
+            upTo = _mm512_add_epi64(upTo, _mm512_slli_epi64(last, bits));
+        alignas(64) quint16 groupBelow[32];
+        _mm512_store_si512(groupBelow, _mm512_sub_epi64(upTo, own));
+
+        const quint32 wanted = target < 0xFFFF ? target : 0xFFFF;
+        const __mmask32 isBehind =
+            _mm512_cmple_epu16_mask(upTo, _mm512_set1_epi16(short(quint16(wanted))));
+        const int group = std::popcount(isBehind);
+        if (group == 32)
+            return {count, sum(freqs, count)};
+        const quint32 below = groupBelow[4 * (group % 8) + group / 8];
 
         const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(freqs + 8 * group));
-        const __m128i own = _mm_cvtepu8_epi16(bytes);
-        __m128i sums = _mm_add_epi16(own, _mm_slli_si128(own, 2));
+        const __m128i ownFreqs = _mm_cvtepu8_epi16(bytes);
+        __m128i sums = _mm_add_epi16(ownFreqs, _mm_slli_si128(ownFreqs, 2));
         sums = _mm_add_epi16(sums, _mm_slli_si128(sums, 4));
         sums = _mm_add_epi16(sums, _mm_slli_si128(sums, 8));
-        alignas(32) quint16 inGroup[16];
-        inGroup[0] = 0;
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(inGroup + 1), sums);
-        const quint32 aboveInGroup =
+        alignas(16) quint16 inGroup[8];
+        _mm_store_si128(reinterpret_cast<__m128i *>(inGroup), _mm_sub_epi16(sums, ownFreqs));
+        const quint32 above =
             _mm_cmpgt_epu16_mask(sums, _mm_set1_epi16(short(quint16(target - below))));
-        const int place = int(_tzcnt_u32(aboveInGroup | 1u << 8));
-        return {8 * group + place, below + inGroup[place]};
+        const auto place = _tzcnt_u32(above); // there is one, for the group holds the target
+        return {8 * group + int(place), below + inGroup[place]};
     }
 
     Q_ALWAYS_INLINE static quint32 maskFew(const quint8 *ruledOut, int ruledOutCount,
                                            const quint8 *symbols, const quint8 *freqs, int count,
                                            MaskedFreqs &masked) noexcept
     {
+        return count <= 64 ? maskBy<1>(ruledOut, ruledOutCount, symbols, freqs, count, masked)
+                           : maskBy<4>(ruledOut, ruledOutCount, symbols, freqs, count, masked);
+    }
+
+    /// Compares each ruled out symbol, one at least, with \a Blocks times 64 states.
+    template <int Blocks>
+    Q_ALWAYS_INLINE static quint32 maskBy(const quint8 *ruledOut, int ruledOutCount,
+                                          const quint8 *symbols, const quint8 *freqs, int count,
+                                          MaskedFreqs &masked) noexcept
+    {
+        __m512i here[size_t(Blocks)];
+        __mmask64 allowed[size_t(Blocks)];
+        for (int b = 0; b < Blocks; ++b) {
+            allowed[b] = firstMask(std::max(count - 64 * b, 0));
+            here[b] = _mm512_maskz_loadu_epi8(allowed[b], symbols + 64 * b);
+        }
+        int i = 0;
+        do {
+            const __m512i out = _mm512_set1_epi8(char(ruledOut[i]));
+            for (int b = 0; b < Blocks; ++b)
+                allowed[b] = _mm512_mask_cmpneq_epi8_mask(allowed[b], here[b], out);
+        } while (++i < ruledOutCount);
+
         __m512i sums = _mm512_setzero_si512();
-        for (int i = 0; i < count; i += 64) {
-            const __m512i here = load(symbols + i);
-            __mmask64 allowed = firstMask(count - i);
-            for (int j = 0; j < ruledOutCount; ++j)
-                allowed = _mm512_mask_cmpneq_epi8_mask(allowed, here,
-                                                       _mm512_set1_epi8(char(ruledOut[j])));
-            const __m512i left = _mm512_maskz_loadu_epi8(allowed, freqs + i);
-            _mm512_store_si512(masked.freqs + i, left);
+        for (int b = 0; b < Blocks; ++b) {
+            const __m512i left = _mm512_maskz_loadu_epi8(allowed[b], freqs + 64 * b);
+            _mm512_store_si512(masked.freqs + 64 * b, left);
             sums = _mm512_add_epi64(sums, groupSums(left));
         }
         return total(sums);
