@@ -120,6 +120,27 @@ TEST(ResultTest, everyWarningChangeReachesTheHeldError)
     expectBoth({});
 }
 
+// Warnings that are passed in may be the result's own.
+TEST(ResultTest, ownWarningsReachTheHeldErrorAsTheyWere)
+{
+    const QList<QString> both{QStringLiteral("a warning that is long enough"),
+                              QStringLiteral("and one more of its kind")};
+    Result<int> result{Error(ErrorCode::InvalidInput, QStringLiteral("text"))};
+    result.addWarnings(both);
+    result.addWarnings(result.warnings());
+    EXPECT_EQ(result.warnings(), both + both);
+    EXPECT_EQ(result.error().warnings(), both + both);
+    result.resetWarning(result.warnings().last());
+    EXPECT_EQ(result.warnings(), both.mid(1));
+    EXPECT_EQ(result.error().warnings(), both.mid(1));
+    for (int i = 0; i < 100; ++i)
+        result.addWarning(result.warnings().first());
+    EXPECT_EQ(result.warnings(), QList<QString>(101, both.last()));
+    EXPECT_EQ(result.error().warnings(), result.warnings());
+    result.resetWarnings(result.warnings());
+    EXPECT_EQ(result.error().warnings(), result.warnings());
+}
+
 TEST(ResultTest, aValueHasNoErrorToUpdate)
 {
     Result<int> result(errorWithWarning());

@@ -88,19 +88,22 @@ public:
     }
 
 protected:
-    /// The hooks of Warnings, which make each change on the held error too.
+    /// The hooks of Warnings, which make each change on the held error too. They take a copy of
+    /// their argument, for it may stand in the list that changes.
     ///@{
     void addWarningInternal(const QString &warning) override
     {
-        Warnings::addWarningInternal(warning);
+        const QString kept = warning;
+        Warnings::addWarningInternal(kept);
         if (Error *held = heldError())
-            held->addWarning(warning);
+            held->addWarning(kept);
     }
     void addWarningsInternal(const QList<QString> &warnings) override
     {
-        Warnings::addWarningsInternal(warnings);
+        const QList<QString> kept = warnings;
+        Warnings::addWarningsInternal(kept);
         if (Error *held = heldError())
-            held->addWarnings(warnings);
+            held->addWarnings(kept);
     }
     void clearWarningsInternal() override
     {
@@ -110,15 +113,17 @@ protected:
     }
     void resetWarningInternal(const QString &warning) override
     {
-        Warnings::resetWarningInternal(warning);
+        const QString kept = warning;
+        Warnings::resetWarningInternal(kept);
         if (Error *held = heldError())
-            held->resetWarning(warning);
+            held->resetWarning(kept);
     }
     void resetWarningsInternal(const QList<QString> &warnings) override
     {
-        Warnings::resetWarningsInternal(warnings);
+        const QList<QString> kept = warnings;
+        Warnings::resetWarningsInternal(kept);
         if (Error *held = heldError())
-            held->resetWarnings(warnings);
+            held->resetWarnings(kept);
     }
     ///@}
 
