@@ -45,7 +45,10 @@ Result<QList<QPointF>> interpretAs(const QByteArray &bytes, To<QList<QPointF>>)
         error.ecatch(Q_FUNC_INFO, "kyv_common_stable/src/PointConversions", 1);
         return error;
     }
-    QList<QPointF> points(bytes.size() / pointBytes);
+    // In two steps, for the list's constructor would not notice that memory is exhausted.
+    QList<QPointF> points;
+    points.reserve(bytes.size() / pointBytes);
+    points.resize(bytes.size() / pointBytes);
     const char *from = bytes.constData();
     if constexpr (memoryIsPayload) {
         if (!points.isEmpty())

@@ -10,6 +10,7 @@
 #include "Logging.h"
 #include "internal/BitCompression.h"
 #include "internal/ErrorSite.h"
+#include "internal/UninitializedPoints.h"
 
 #include <kyv_common_stable/PointConversions.h>
 
@@ -46,7 +47,9 @@ QByteArray encodePlanar(const QList<QPointF> &points)
 QList<QPointF> decodePlanar(const QByteArray &payload)
 {
     const qsizetype count = payload.size() / (xBytes + yBytes);
-    QList<QPointF> points(count);
+    if (count == 0)
+        return {};
+    QList<QPointF> points = internal::uninitializedPoints(count);
     const char *x = payload.constData();
     const char *y = x + count * xBytes;
     for (QPointF &point : points) {

@@ -6,7 +6,11 @@
 
 #include "internal/BitCompression.h"
 
+#include <ms_compressor/PointsCompressor.h>
+
 #include <gtest/gtest.h>
+
+#include <new>
 
 using kyv::compressor::internal::BitCompression;
 using namespace kyv::test;
@@ -46,5 +50,20 @@ TEST_F(PointsAllocationTest, bitCodecTakesItsOutput)
         EXPECT_LE(AllocationWatch::during([&] { (void)BitCompression().decode(payload); }).peak,
                   count * sizeof(QPointF) + count + beside)
             << "kind " << x;
+    }
+}
+
+TEST_F(PointsAllocationTest, exhaustedMemoryIsThrown)
+{
+    using namespace kyv::compressor;
+    const QList<QPointF> points = seededPoints(XKind(0), YKind(0), 200000, 5);
+    for (const auto method : {PointsCompressionMethod::PlanarDoubleFloat,
+                              PointsCompressionMethod::InterleavedDoubleDouble,
+                              PointsCompressionMethod::PlanarDoubleFloatBitCompressedV1}) {
+        PointsCompressor compressor;
+        const CompressedPointsData payload =
+            compressor.encode(points, PointsCompressionParameters(method)).value();
+        const AllocationWatch::Refusal refusal(size_t(points.size()) * sizeof(QPointF));
+        EXPECT_THROW((void)compressor.decode(payload), std::bad_alloc) << int(method);
     }
 }

@@ -19,6 +19,7 @@ std::atomic<std::size_t> largestRequest = 0;
 std::atomic<std::ptrdiff_t> taken = 0; // more or less: only its changes matter
 std::atomic<std::ptrdiff_t> mostTaken = 0;
 std::ptrdiff_t takenBefore = 0;
+std::atomic<std::size_t> refusedFrom = ~std::size_t(0);
 
 #ifdef KYV_WATCHES_MALLOC
 void *note(std::size_t request, void *block) noexcept
@@ -48,16 +49,18 @@ void __libc_free(void *block);
 
 void *malloc(std::size_t size)
 {
-    return note(size, __libc_malloc(size));
+    return size < refusedFrom ? note(size, __libc_malloc(size)) : nullptr;
 }
 
 void *calloc(std::size_t count, std::size_t size)
 {
-    return note(count * size, __libc_calloc(count, size));
+    return count * size < refusedFrom ? note(count * size, __libc_calloc(count, size)) : nullptr;
 }
 
 void *realloc(void *block, std::size_t size)
 {
+    if (size >= refusedFrom)
+        return nullptr;
     forget(block);
     return note(size, __libc_realloc(block, size));
 }
@@ -86,6 +89,16 @@ void AllocationWatch::start() noexcept
     largestRequest = 0;
     takenBefore = taken;
     mostTaken = takenBefore;
+}
+
+AllocationWatch::Refusal::Refusal(std::size_t size) noexcept
+{
+    refusedFrom = size;
+}
+
+AllocationWatch::Refusal::~Refusal()
+{
+    refusedFrom = ~std::size_t(0);
 }
 
 AllocationWatch AllocationWatch::seen() noexcept

@@ -21,6 +21,16 @@ struct AllocationWatch
         return seen();
     }
 
+    /// Makes every request for \a size bytes and more fail, as long as it lives.
+    class Refusal
+    {
+    public:
+        explicit Refusal(std::size_t size) noexcept;
+        ~Refusal();
+        Refusal(const Refusal &) = delete;
+        Refusal &operator=(const Refusal &) = delete;
+    };
+
 private:
     static void start() noexcept;
     static AllocationWatch seen() noexcept;

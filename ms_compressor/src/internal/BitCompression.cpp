@@ -19,6 +19,7 @@
 #include "FloatBlocks.h"
 #include "Logging.h"
 #include "PatternPredictor.h"
+#include "UninitializedPoints.h"
 #include "WidthGroups.h"
 #include "XStream.h"
 
@@ -182,19 +183,12 @@ bool readHeader(const QByteArray &data, PointsPayload &payload) noexcept
            && payload.yOffset < payload.size;
 }
 
-/// A list of \a count points (at least 1) that nothing has been written to yet.
-QList<QPointF> uninitializedPoints(qsizetype count)
-{
-    using Data = QTypedArrayData<QPointF>;
-    return QList<QPointF>(QArrayDataPointer<QPointF>(Data::allocate(count), count));
-}
-
 bool decodePayload(const QByteArray &data, QList<QPointF> &points)
 {
     PointsPayload payload;
     if (!readHeader(data, payload))
         return false;
-    points = uninitializedPoints(payload.pointCount);
+    points = uninitializedPoints(qsizetype(payload.pointCount));
     return readXStream(payload, points.data())
            && readFloatBlocks(payload.bytes, payload.size, 8 * quint64(payload.yOffset),
                               points.data(), points.size());
