@@ -167,9 +167,12 @@ Error MsDataPacker::pack(QDataStream &stream, const QList<float> &data,
 
 Error MsDataPacker::pack(QByteArray *target, const float *data, unsigned int count,
                          const PackParameters &parameters)
-{
+try {
     QDataStream stream(target, QIODevice::WriteOnly);
     return passOn(pack(stream, data, count, parameters), KYV_SITE(packFloatsToByteArray));
+} catch (const std::bad_alloc &) {
+    return tooMany(QStringLiteral("Too many intensities to pack: %1"), count,
+                   KYV_SITE(packFloatsNoMemory));
 }
 
 Error MsDataPacker::pack(QByteArray *target, const QList<float> &data,
@@ -237,9 +240,12 @@ Error MsDataPacker::pack(QDataStream &stream, const unsigned int *data, unsigned
 }
 
 Error MsDataPacker::pack(QByteArray *target, const unsigned int *data, unsigned int count)
-{
+try {
     QDataStream stream(target, QIODevice::WriteOnly);
     return passOn(pack(stream, data, count), KYV_SITE(packIntegersToByteArray));
+} catch (const std::bad_alloc &) {
+    return tooMany(QStringLiteral("Too many integers to pack: %1"), count,
+                   KYV_SITE(packIntegersNoMemory));
 }
 
 Error MsDataPacker::unpack(QList<unsigned int> *output, QDataStream &stream)

@@ -138,6 +138,25 @@ TEST_F(PackerAllocationTest, integersTakeTheirOutput)
     }
 }
 
+TEST_F(PackerAllocationTest, exhaustedMemoryIsAnError)
+{
+    const QList<float> floats(1000000, 3.25F);
+    QList<quint32> integers(floats.size());
+    for (qsizetype i = 0; i < integers.size(); ++i)
+        integers[i] = quint32(i);
+    const PackParameters raw = PackParameters::create(floats, PackMethod::RawData);
+    const AllocationWatch::Refusal refusal(std::size_t(1) << 20);
+    QByteArray packed;
+    const kyv::Error rawError = MsDataPacker::pack(&packed, floats, raw);
+    EXPECT_EQ(rawError.code(), kyv::ErrorCode::InvalidInput);
+    EXPECT_EQ(rawError.message(), QStringLiteral("Too many intensities to pack: 1000000"));
+    packed.clear();
+    const kyv::Error integerError =
+        MsDataPacker::pack(&packed, integers.constData(), quint32(integers.size()));
+    EXPECT_EQ(integerError.code(), kyv::ErrorCode::InvalidInput);
+    EXPECT_EQ(integerError.message(), QStringLiteral("Too many integers to pack: 1000000"));
+}
+
 TEST_F(PackerAllocationTest, randomHeads)
 {
     std::mt19937 random(11);

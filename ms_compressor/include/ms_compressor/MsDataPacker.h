@@ -32,8 +32,11 @@ namespace kyv::compressor {
 /// The stream's status is never examined: where data end too early, missing integers read as 0
 /// and a raw list that is cut short reads as empty. Ask QDataStream::status() afterwards. Lists
 /// that contradict themselves, or announce far more than is there, fail with
-/// ErrorCode::InconsistentData before memory is taken for them. A list of zeros is the exception:
-/// eight bytes announce any length of it. Nothing is thrown.
+/// ErrorCode::InconsistentData before memory is taken for them, and so do lists that there is no
+/// memory for. Two kinds of short record are served whatever they announce: a list of zeros, any
+/// length of which takes eight bytes, and one of which up to 64 MiB of words are missing.
+///
+/// Nothing is thrown, unless the device behind a stream of the caller's throws.
 ///
 /// All operations are static and keep no state: calls on different streams and lists may run on
 /// any threads at once. A call takes at most the memory of its output, of the list of quantized
@@ -77,13 +80,14 @@ public:
     ///
     /// A method that is none of PackMethod writes the record of the parameters alone. Fails with
     /// ErrorCode::InvalidInput, the record being written, if there are too many intensities: from
-    /// 2^30 on (raw), from 2,147,450,880 on, or more levels than there is memory for (quantized).
+    /// 2^29 on (raw), from 2,147,450,880 on, or more levels than there is memory for (quantized).
     static Error pack(QDataStream &stream, const float *data, unsigned int count,
                       const PackParameters &parameters);
     /// The same for the elements of \a data, their number cut to 32 bits.
     static Error pack(QDataStream &stream, const QList<float> &data,
                       const PackParameters &parameters);
-    /// The same into \a target, from its start.
+    /// The same into \a target, from its start. Fails with ErrorCode::InvalidInput, too, if there
+    /// is no memory for it to grow; it then holds a part of the list.
     static Error pack(QByteArray *target, const float *data, unsigned int count,
                       const PackParameters &parameters);
     /// \copydoc pack(QByteArray *, const float *, unsigned int, const PackParameters &)
@@ -94,7 +98,7 @@ public:
     ///
     /// Any method but PackMethod::RawData is read as PackMethod::Quantizing. Fails with
     /// ErrorCode::InvalidInput if the version of the record is unknown, with
-    /// ErrorCode::InconsistentData as described above; \a output then stays empty.
+    /// ErrorCode::InconsistentData as described above; \a output then holds what was read so far.
     static Error unpack(QList<float> *output, QDataStream &stream);
     /// The same from \a source.
     static Error unpack(QList<float> *output, const QByteArray &source);
@@ -104,12 +108,14 @@ public:
     ///
     /// Fails with ErrorCode::InvalidInput, nothing being written, from 2,147,450,880 integers on.
     static Error pack(QDataStream &stream, const unsigned int *data, unsigned int count);
-    /// The same into \a target, from its start.
+    /// The same into \a target, from its start. Fails with ErrorCode::InvalidInput, too, if there
+    /// is no memory for it to grow; it then holds a part of the list.
     static Error pack(QByteArray *target, const unsigned int *data, unsigned int count);
 
     /// Unpacks a list of integers into \a output, which is emptied first.
     ///
-    /// Fails with ErrorCode::InconsistentData as described above; \a output then stays empty.
+    /// Fails with ErrorCode::InconsistentData as described above; \a output then holds what was
+    /// read so far.
     static Error unpack(QList<unsigned int> *output, QDataStream &stream);
     /// The same from \a source.
     static Error unpack(QList<unsigned int> *output, const QByteArray &source);

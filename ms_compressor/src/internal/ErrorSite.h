@@ -40,6 +40,8 @@ inline constexpr FailurePlace unpackIntegersInconsistent{msDataPackerFile, 2};
 inline constexpr FailurePlace quantizeTooMany{msDataPackerFile, 3};
 inline constexpr FailurePlace rawConversionTooMany{msDataPackerFile, 4};
 inline constexpr FailurePlace rawConversionNoMemory{msDataPackerFile, 5};
+inline constexpr FailurePlace packFloatsNoMemory{msDataPackerFile, 6};
+inline constexpr FailurePlace packIntegersNoMemory{msDataPackerFile, 7};
 inline constexpr FailurePlace interpretAsPackMethod{msDataPackerFile, 59};
 inline constexpr FailurePlace readParametersVersion{msDataPackerFile, 203};
 inline constexpr FailurePlace packRawConversion{msDataPackerFile, 249};
