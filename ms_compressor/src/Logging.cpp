@@ -27,10 +27,11 @@ QLoggingCategory &insertCategory(Registry &registry, const char *name, QtMsgType
     return *entry->second;
 }
 
-Registry registryWithGeneric(QtMsgType level)
+/// Nobody deletes it: destructors of static objects may still log through its categories.
+Registry *registryWithGeneric(QtMsgType level)
 {
-    Registry registry;
-    insertCategory(registry, genericName, level);
+    auto *const registry = new Registry;
+    insertCategory(*registry, genericName, level);
     return registry;
 }
 
@@ -44,7 +45,7 @@ const QLoggingCategory &msCompressorCategory()
 
 QLoggingCategory &loggingCategory(const char *name, QtMsgType level, bool create)
 {
-    static Registry registry = registryWithGeneric(level);
+    static Registry &registry = *registryWithGeneric(level);
     if (const auto found = registry.find(name); found != registry.end())
         return *found->second;
     if (!create)
