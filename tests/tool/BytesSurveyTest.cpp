@@ -63,3 +63,19 @@ TEST(BytesSurveyTest, takesTheBeginningOfALargeRun)
     EXPECT_EQ(xml.bytes, BytesSurvey::contentLimit);
     EXPECT_TRUE(xml.sampled);
 }
+
+TEST(BytesSurveyTest, takesTheBeginningOfALongSpectrum)
+{
+    BytesSurvey survey(1);
+    Spectrum spectrum;
+    spectrum.points.resize(BytesSurvey::contentLimit / 8 + 1000);
+    survey.add(spectrum);
+    survey.add(spectrum);
+    const QList<ContentSurvey> contents = survey.takeContents();
+    EXPECT_EQ(contents[1].pieces, 1);
+    EXPECT_EQ(contents[1].bytes, BytesSurvey::contentLimit);
+    EXPECT_TRUE(contents[1].sampled);
+    EXPECT_EQ(contents[2].pieces, 2);
+    EXPECT_EQ(contents[2].bytes, BytesSurvey::contentLimit);
+    EXPECT_TRUE(contents[2].sampled);
+}

@@ -69,9 +69,10 @@ TEST(IntensitySurveyTest, whatLosesEverythingIsNamed)
     EXPECT_TRUE(survey({0.1, 0.5}).at(0).unusable.isEmpty());
 }
 
-TEST(IntensitySurveyTest, zerosAndNothingAreFine)
+TEST(IntensitySurveyTest, zerosAndNothingAndEqualIntensitiesAreFine)
 {
-    for (const QList<double> &intensities : {QList<double>(), QList<double>(40, 0.0)}) {
+    for (const QList<double> &intensities :
+         {QList<double>(), QList<double>(40, 0.0), QList<double>(1, 5.0), QList<double>(3, 7.0)}) {
         for (const PackSurvey &method : survey(intensities)) {
             EXPECT_EQ(method.exact, 1);
             EXPECT_TRUE(method.unusable.isEmpty()) << method.method.toStdString();

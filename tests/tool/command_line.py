@@ -5,6 +5,7 @@ import gzip
 import json
 import os
 import pty
+import stat
 import subprocess
 import sys
 import tempfile
@@ -72,6 +73,11 @@ class UsageTest(CommandLineTest):
             ["simulate"],
             ["simulate", "a", "--kind", "nonsense"],
             ["simulate", "a", "--seed", "-1"],
+            ["simulate", "a", "--seed", "18446744073709551616"],
+            ["simulate", "a", "--seed", ""],
+            ["simulate", ""],
+            ["survey", ""],
+            ["bytes", "compress", "", "a"],
             ["simulate", "a", "--spectra", "many"],
             ["bytes"],
             ["bytes", "nonsense"],
@@ -91,6 +97,28 @@ class SimulateTest(CommandLineTest):
         one = self.content(self.simulated())
         self.assertEqual(self.content(self.simulated()), one)
         self.assertNotEqual(self.content(self.simulated("run.mzML", "--seed", 2)), one)
+
+    def test_streams_and_devices_stay_what_they_are(self):
+        file = self.content(self.simulated("-.mzML"))
+        code, output, error = run("simulate", "-", "--spectra", 13)
+        self.assertEqual((code, output), (0, file))
+        self.assertRegex(error, r"^standard output: 13 spectra, .* seed 1\n$")
+
+        pipe = self.path("-")
+        os.mkfifo(pipe)
+        with open(self.path("copy"), "wb") as copy, subprocess.Popen(["cat", pipe], stdout=copy):
+            self.assertEqual(run("simulate", pipe, "--spectra", 13, "--quiet"), (0, b"", ""))
+        self.assertEqual(self.content(self.path("copy")), file)
+        self.assertTrue(stat.S_ISFIFO(os.stat(pipe).st_mode))
+
+        code, _, error = run("simulate", "/dev/full")
+        self.assertEqual((code, error), (5, "kyv-ms: /dev/full: No space left on device\n"))
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/full").st_mode))
+
+    def test_any_name_gives_a_sound_run(self):
+        path = self.simulated("a\x01<&>\"b.mzML")
+        code, _, error = run("survey", path)
+        self.assertEqual((code, error), (0, ""))
 
     def test_a_failure_leaves_no_file(self):
         code, _, error = run("simulate", self.path("missing/run.mzML"))
@@ -276,7 +304,12 @@ class BytesTest(CommandLineTest):
         self.assertEqual(run("bytes", "compress", self.path("missing"), self.path("out"))[0], 5)
         self.assertEqual(run("bytes", "compress", there, self.path("missing/out"))[0], 5)
         self.assertEqual(run("bytes", "compress", there, self.folder)[0], 5)
-        self.assertEqual(run("bytes", "compress", there, "/dev/full")[0], 5)
+        full = "kyv-ms: /dev/full: cannot write: No space left on device\n"
+        large = self.write("large", os.urandom(5 << 20))
+        self.assertEqual(run("bytes", "compress", large, "/dev/full")[::2], (5, full))
+        self.assertEqual(run("bytes", "compress", large, large, "--quiet")[0], 0)
+        self.assertEqual(run("bytes", "decompress", large, "/dev/full")[::2], (5, full))
+        os.remove(large)
         self.assertEqual(sorted(os.listdir(self.folder)), ["there"])
 
 

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "ExitCode.h"
+#include "FileArgument.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "bytes/BytesFile.h"
@@ -37,16 +38,6 @@ Examples:
   kyv-ms bytes decompress --verify notes.xml.kyvb       is it sound? writes nothing
   tar c folder | kyv-ms bytes compress > folder.tar.kyvb)";
 
-QString path(const std::string &argument)
-{
-    return QFile::decodeName(QByteArray::fromStdString(argument));
-}
-
-QString shownName(const std::string &argument, const char *standardStream)
-{
-    return argument == "-" ? QLatin1String(standardStream) : oneLine(path(argument));
-}
-
 ExitCode failed(const QString &name, const BytesFailure &failure)
 {
     QString line = QStringLiteral("kyv-ms: %1: ").arg(name);
@@ -60,7 +51,7 @@ bool openInput(QFile *file, const std::string &argument)
 {
     if (argument == "-")
         return file->open(stdin, QIODevice::ReadOnly);
-    file->setFileName(path(argument));
+    file->setFileName(pathOf(argument));
     return file->open(QIODevice::ReadOnly);
 }
 
@@ -90,10 +81,10 @@ ExitCode compress(const BytesOptions &options)
         return Usage;
     }
     QFile input;
+    const QString inputName = shownName(options.input, "standard input");
     if (!openInput(&input, options.input))
-        return failed(shownName(options.input, "standard input"),
-                      {IoFailure, 0, input.errorString()});
-    OutputFile output(path(options.output));
+        return failed(inputName, {IoFailure, 0, input.errorString()});
+    OutputFile output(pathOf(options.output));
     const QString outputName = shownName(options.output, "standard output");
     if (!output.isOpen())
         return failed(outputName, {IoFailure, 0, output.error()});
@@ -105,7 +96,7 @@ ExitCode compress(const BytesOptions &options)
         [&](qint64 done) { bar.update(done, QStringLiteral("compressing")); }, &totals);
     bar.wipe();
     if (failure)
-        return failed(shownName(options.input, "standard input"), *failure);
+        return failed(failure->isOfTarget ? outputName : inputName, *failure);
     if (!output.commit())
         return failed(outputName, {IoFailure, 0, output.error()});
     tell(options, totals);
@@ -121,7 +112,7 @@ ExitCode decompress(const BytesOptions &options)
     std::unique_ptr<OutputFile> output;
     const QString outputName = shownName(options.output, "standard output");
     if (!options.verify) {
-        output = std::make_unique<OutputFile>(path(options.output));
+        output = std::make_unique<OutputFile>(pathOf(options.output));
         if (!output->isOpen())
             return failed(outputName, {IoFailure, 0, output->error()});
     }
@@ -133,7 +124,7 @@ ExitCode decompress(const BytesOptions &options)
         [&](qint64 done) { bar.update(done, QStringLiteral("decompressing")); }, &totals);
     bar.wipe();
     if (failure)
-        return failed(inputName, *failure);
+        return failed(failure->isOfTarget ? outputName : inputName, *failure);
     if (output && !output->commit())
         return failed(outputName, {IoFailure, 0, output->error()});
     tell(options, totals);
@@ -144,9 +135,11 @@ void addArguments(CLI::App *command, BytesOptions *options)
 {
     command->footer(footer);
     command->add_option("IN", options->input, "The file to read; - for standard input")
+        ->check(namesAFile())
         ->type_name("")
         ->capture_default_str();
     command->add_option("OUT", options->output, "The file to write; - for standard output")
+        ->check(namesAFile())
         ->type_name("")
         ->capture_default_str();
     command->add_flag("--quiet", options->quiet, "Say nothing but failures");

@@ -3,15 +3,17 @@
 #include "Commands.h"
 #include "Console.h"
 #include "ExitCode.h"
+#include "FileArgument.h"
+#include "OutputFile.h"
 #include "ProgressBar.h"
 #include "simulate/MzmlWriter.h"
 #include "simulate/Simulator.h"
 
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <map>
 #include <memory>
 
@@ -49,22 +51,32 @@ const std::map<std::string, runs::SimulatedKind> &kinds()
     return kinds;
 }
 
-ExitCode failed(const QSaveFile &file)
+/// Nothing to object to, or a message: as the command line wants it.
+std::string notASeed(const std::string &text)
 {
-    printError(QStringLiteral("kyv-ms: %1: %2").arg(oneLine(file.fileName()), file.errorString()));
-    return IoFailure;
+    quint64 seed = 0;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, seed);
+    return error == std::errc() && stop == end ? std::string()
+                                               : "not a number from 0 to 2^64 - 1: \"" + text + '"';
 }
 
 ExitCode simulate(const SimulateOptions &options)
 {
     const runs::Simulator simulator(options.settings);
-    QSaveFile file(QFile::decodeName(QByteArray::fromStdString(options.file)));
-    if (!file.open(QIODevice::WriteOnly))
-        return failed(file);
+    const QString path = pathOf(options.file);
+    const QString name = shownName(options.file, "standard output");
+    OutputFile output(path);
+    const auto failed = [&] {
+        printError(QStringLiteral("kyv-ms: %1: %2").arg(name, output.error()));
+        return IoFailure;
+    };
+    if (!output.isOpen())
+        return failed();
 
     qsizetype points = 0;
-    runs::MzmlWriter writer(file);
-    bool written = writer.begin(QFileInfo(file.fileName()).completeBaseName(), simulator.count());
+    runs::MzmlWriter writer(output.device());
+    bool written = writer.begin(QFileInfo(path).completeBaseName(), simulator.count());
     {
         ProgressBar bar(!options.quiet && !options.noProgress, simulator.count());
         for (qsizetype i = 0; i < simulator.count() && written; ++i) {
@@ -77,15 +89,18 @@ ExitCode simulate(const SimulateOptions &options)
         }
     }
     written = written && writer.end();
-    const qint64 size = file.size();
-    if (!written || !file.commit())
-        return failed(file);
-    if (!options.quiet)
-        printOut(QStringLiteral("%1: %2, %3, %4, seed %5\n")
-                     .arg(oneLine(file.fileName()),
-                          counted(simulator.count(), "spectrum", "spectra"),
-                          counted(points, "point", "points"), humanSize(size))
-                     .arg(options.settings.seed));
+    if (!written || !output.commit())
+        return failed();
+    const QString line = QStringLiteral("%1: %2, %3, %4, seed %5")
+                             .arg(name, counted(simulator.count(), "spectrum", "spectra"),
+                                  counted(points, "point", "points"), humanSize(writer.bytes()))
+                             .arg(options.settings.seed);
+    if (options.quiet)
+        return Success;
+    if (options.file == "-")
+        printError(line); // the run itself is on standard output
+    else
+        printOut(line + QLatin1Char('\n'));
     return Success;
 }
 
@@ -97,8 +112,11 @@ void addSimulateCommand(CLI::App &application, int *exitCode)
     CLI::App *command =
         application.add_subcommand("simulate", "Write a realistic, seeded mzML run");
     command->footer(footer);
-    command->add_option("OUT", options->file, "The run to write; replaced if it exists")
+    command
+        ->add_option("OUT", options->file,
+                     "The run to write, replaced if it exists; - for standard output")
         ->required()
+        ->check(namesAFile())
         ->type_name("");
     command->add_option("--kind", options->kind, "mixed, tof, counting, orbitrap or centroid")
         ->check(CLI::Validator(
@@ -113,13 +131,7 @@ void addSimulateCommand(CLI::App &application, int *exitCode)
         ->type_name("N")
         ->capture_default_str();
     command->add_option("--seed", options->settings.seed, "Any number from 0 to 2^64 - 1")
-        ->check(CLI::Validator(
-            [](const std::string &number) {
-                return number.find_first_not_of("0123456789") == std::string::npos
-                           ? std::string()
-                           : "not a number from 0 up: \"" + number + '"';
-            },
-            ""))
+        ->check(CLI::Validator(notASeed, ""))
         ->type_name("N")
         ->capture_default_str();
     command->add_flag("--zlib", options->zlib, "Compress the arrays");

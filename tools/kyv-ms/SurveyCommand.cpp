@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "ExitCode.h"
+#include "FileArgument.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "mzml/Run.h"
@@ -12,11 +13,11 @@
 #include "survey/PointsSurvey.h"
 #include "survey/SurveyReport.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 
 namespace kyv::tool {
@@ -42,7 +43,7 @@ Examples:
   kyv-ms simulate run.mzML && kyv-ms survey run.mzML
 
 Exit codes: 0 all runs read, 1 some of several failed, 2 usage, 3 corrupt or
-refused input, 5 a file cannot be opened or read.)";
+refused input, 5 a file cannot be opened, read or written.)";
 
 /// Reads one run and puts its spectra through the library.
 FileSurvey surveyFile(const QString &path, const SurveyOptions &options, IntensityPlot *plot,
@@ -67,8 +68,7 @@ FileSurvey surveyFile(const QString &path, const SurveyOptions &options, Intensi
             intensities.add(spectrum);
             bytes.add(spectrum);
         } else {
-            survey.notSurveyed.append(
-                {spectrum.index, spectrum.id, spectrum.byteOffset, spectrum.setAside});
+            addNamed(&survey.notSurveyed, spectrum, spectrum.setAside);
         }
         return true;
     };
@@ -107,12 +107,12 @@ QString failureLine(const FileSurvey &file)
 
 bool writePlot(const IntensityPlot &plot, const QStringList &files, const std::string &path)
 {
-    OutputFile output(QFile::decodeName(QByteArray::fromStdString(path)));
+    OutputFile output(pathOf(path));
     const QByteArray svg = plot.svg(files);
     if (output.isOpen() && output.device().write(svg) == svg.size() && output.commit())
         return true;
-    printError(QStringLiteral("kyv-ms: %1: %2")
-                   .arg(oneLine(QString::fromStdString(path)), output.error()));
+    printError(
+        QStringLiteral("kyv-ms: %1: %2").arg(shownName(path, "standard output"), output.error()));
     return false;
 }
 
@@ -121,7 +121,7 @@ ExitCode survey(const SurveyOptions &options)
     QStringList paths;
     qint64 totalBytes = 0;
     for (const std::string &file : options.files) {
-        paths << QFile::decodeName(QByteArray::fromStdString(file));
+        paths << pathOf(file);
         totalBytes += QFileInfo(paths.last()).size();
     }
     ProgressBar bar(!options.quiet && !options.noProgress, totalBytes);
@@ -146,7 +146,10 @@ ExitCode survey(const SurveyOptions &options)
         printError(QStringLiteral("kyv-ms: the report cannot be written"));
         return IoFailure;
     }
-    if (!options.plot.empty() && !writePlot(plot, paths, options.plot))
+    const bool anyRead = std::any_of(files.begin(), files.end(), [](const FileSurvey &file) {
+        return !file.failure || file.summary.points > 0;
+    });
+    if (!options.plot.empty() && anyRead && !writePlot(plot, paths, options.plot))
         return IoFailure;
     return exitCodeOf(files);
 }
@@ -161,16 +164,18 @@ void addSurveyCommand(CLI::App &application, int *exitCode)
     command->footer(footer);
     command->add_option("RUN", options->files, "mzML runs (.mzML, .mzML.gz)")
         ->required()
+        ->check(namesAFile())
         ->type_name("");
-    command->add_flag("--json", options->json,
-                      "A report for programs; docs/kyv-ms.md lists its keys");
+    command->add_flag("--json", options->json, "A report for programs");
     command->add_option("--plot", options->plot, "Draw what quantizing does to the intensities")
+        ->check(namesAFile())
         ->type_name("OUT.svg");
     command->add_flag("--quiet", options->quiet,
                       "Tables and failures alone: no remarks, no progress");
     command->add_flag("--no-progress", options->noProgress, "No progress bar on a terminal");
     command
-        ->add_option("--repeat", options->repeats, "Time each call this often, the fastest counts")
+        ->add_option("--repeat", options->repeats,
+                     "Time each call up to so often; the fastest counts")
         ->check(CLI::Range(1, 1000).description(""))
         ->type_name("N")
         ->capture_default_str();

@@ -97,7 +97,7 @@ bool put(QIODevice &target, const QByteArray &bytes)
 
 BytesFailure notWritten(const QIODevice &target)
 {
-    return {IoFailure, 0, QStringLiteral("cannot write: ") + target.errorString()};
+    return {IoFailure, 0, QStringLiteral("cannot write: ") + target.errorString(), true};
 }
 
 /// What stands in a block for \a original: coded bytes if they are fewer.

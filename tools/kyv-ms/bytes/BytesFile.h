@@ -20,8 +20,9 @@ constexpr qint64 bytesFileBlock = qint64(4) << 20;
 struct BytesFailure
 {
     ExitCode code = Corrupt;
-    qint64 byteOffset = 0; ///< In the file that is read.
-    QString reason;        ///< One line, without the file's name.
+    qint64 byteOffset = 0;   ///< In the file that is read.
+    QString reason;          ///< One line, without the file's name.
+    bool isOfTarget = false; ///< It is the file to be written that fails.
 };
 
 /// What was written or read.

@@ -17,6 +17,15 @@ QByteArray cvParam(const char *accession, const char *name, const QByteArray &va
            + "\" value=\"" + value + "\"/>";
 }
 
+/// \a text as it may stand in an attribute; what XML cannot hold at all becomes "_".
+QByteArray attributeText(QString text)
+{
+    for (QChar &c : text)
+        if (c < QChar(0x20) || c >= QChar(0xFFFE))
+            c = QLatin1Char('_');
+    return text.toHtmlEscaped().toUtf8();
+}
+
 QByteArray zlibCompressed(const QByteArray &bytes)
 {
     constexpr int level = 6;
@@ -61,6 +70,7 @@ MzmlWriter::MzmlWriter(QIODevice &device)
 
 bool MzmlWriter::put(const QByteArray &bytes)
 {
+    m_bytes += bytes.size();
     return m_device.write(bytes) == bytes.size();
 }
 
@@ -86,7 +96,7 @@ bool MzmlWriter::begin(const QString &runId, qsizetype count)
                + cvParam("MS:1000544", "Conversion to mzML")
                + "</processingMethod></dataProcessing></dataProcessingList>\n"
                  "  <run id=\""
-               + runId.toHtmlEscaped().toUtf8()
+               + attributeText(runId)
                + "\" defaultInstrumentConfigurationRef=\"IC1\">\n"
                  "    <spectrumList count=\""
                + QByteArray::number(count) + "\" defaultDataProcessingRef=\"DP1\">\n");
@@ -95,7 +105,7 @@ bool MzmlWriter::begin(const QString &runId, qsizetype count)
 bool MzmlWriter::write(const Spectrum &spectrum)
 {
     QByteArray xml = "      <spectrum index=\"" + QByteArray::number(spectrum.index) + "\" id=\""
-                     + spectrum.id.toHtmlEscaped().toUtf8() + "\" defaultArrayLength=\""
+                     + attributeText(spectrum.id) + "\" defaultArrayLength=\""
                      + QByteArray::number(spectrum.points.size()) + "\">\n        ";
     if (spectrum.msLevel > 0)
         xml += cvParam("MS:1000511", "ms level", QByteArray::number(spectrum.msLevel));

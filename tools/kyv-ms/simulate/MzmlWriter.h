@@ -22,10 +22,14 @@ public:
     /// Writes the end. False, here and above, if the device does not take the bytes.
     bool end();
 
+    /// Bytes written so far.
+    qint64 bytes() const { return m_bytes; }
+
 private:
     bool put(const QByteArray &bytes);
 
     QIODevice &m_device;
+    qint64 m_bytes = 0;
 };
 
 } // namespace kyv::runs

@@ -49,12 +49,13 @@ void BytesSurvey::add(const runs::Spectrum &spectrum)
     compress(plane<float>(spectrum.points, &QPointF::y), &m_intensities);
 }
 
-void BytesSurvey::compress(const QByteArray &bytes, ContentSurvey *survey)
+void BytesSurvey::compress(QByteArray bytes, ContentSurvey *survey)
 {
-    if (survey->bytes >= contentLimit) {
-        survey->sampled = true;
+    const auto room = qsizetype(contentLimit - survey->bytes);
+    survey->sampled |= bytes.size() > room;
+    bytes.truncate(room);
+    if (bytes.isEmpty())
         return;
-    }
     CompressedData compressed;
     survey->compressSeconds +=
         fastestCall(m_repeats, [&] { compressed = m_compressor.compress(bytes); });

@@ -28,7 +28,7 @@ public:
     QList<ContentSurvey> takeContents();
 
 private:
-    void compress(const QByteArray &bytes, ContentSurvey *survey);
+    void compress(QByteArray bytes, ContentSurvey *survey);
 
     int m_repeats;
     compressor::Compressor m_compressor;

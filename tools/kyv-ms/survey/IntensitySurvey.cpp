@@ -119,12 +119,14 @@ QList<float> IntensitySurvey::roundTrip(const runs::Spectrum &spectrum,
     });
     if (error.hasError())
         reason = QStringLiteral("unpacking fails: \"%1\"").arg(error.message());
+    if (!error.hasError() && sameBits(intensities, restored))
+        reason.clear(); // such as equal intensities, which a scale without steps restores
     if (reason.isEmpty() && restored.size() != intensities.size())
         reason = QStringLiteral("%1 intensities come back as %2")
                      .arg(intensities.size())
                      .arg(restored.size());
     if (!reason.isEmpty())
-        survey->unusable.append({spectrum.index, spectrum.id, spectrum.byteOffset, reason});
+        addNamed(&survey->unusable, spectrum, reason);
     return restored;
 }
 

@@ -169,7 +169,7 @@ void PointsSurvey::add(const runs::Spectrum &spectrum)
         survey.largestRelativeIntensityChange =
             std::max(survey.largestRelativeIntensityChange, found.largestRelativeIntensityChange);
         if (found.x || found.y)
-            survey.changed.append({spectrum.index, spectrum.id, spectrum.byteOffset, found.reason});
+            addNamed(&survey.changed, spectrum, found.reason);
     }
 }
 

@@ -16,6 +16,12 @@ struct NamedSpectrum
     QString reason;
 };
 
+/// So many spectra of one kind are named at most, so that a run of nothing else fits in memory.
+constexpr qsizetype namedLimit = 10000;
+
+/// Adds \a spectrum to \a list, for \a reason, unless that is full.
+void addNamed(QList<NamedSpectrum> *list, const runs::Spectrum &spectrum, const QString &reason);
+
 /// What one method of the points service makes of the spectra of a run.
 struct MethodSurvey
 {

@@ -16,7 +16,7 @@ namespace {
 constexpr double doublesPerPoint = 16; // bytes of x and y as doubles
 constexpr double planarPerPoint = 12;  // bytes of x as a double and y as a float
 constexpr double megabyte = 1e6;
-constexpr qsizetype namedAtMost = 3; // spectra of one kind; --json names them all
+constexpr qsizetype namedAtMost = 3; // spectra of one kind; --json names them
 
 QString decimals(double value, int digits)
 {
@@ -79,6 +79,9 @@ QString reasonLines(const QString &title, const QList<NamedSpectrum> &spectra, q
         text += QStringLiteral("  %1: %2 of %3: %4\n      (%5)\n")
                     .arg(title, grouped(group->size()), counted(total, "spectrum", "spectra"),
                          oneLine(group.key()), someIds(*group));
+    if (spectra.size() == namedLimit)
+        text += QStringLiteral("      (of these, only the first %1 are counted)\n")
+                    .arg(grouped(namedLimit));
     return text;
 }
 
