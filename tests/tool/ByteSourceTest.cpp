@@ -97,6 +97,8 @@ TEST(ByteSourceTest, damageIsAFailure)
     const Unpacked unpacked = unpack(file);
     ASSERT_TRUE(unpacked.failure);
     EXPECT_EQ(unpacked.failure->kind, ReadFailure::Kind::Corrupt);
+    EXPECT_EQ(unpacked.bytes, numbers(10000)); // what stands before it is given out
+    EXPECT_EQ(unpacked.failure->byteOffset, unpacked.bytes.size());
     EXPECT_EQ(unpacked.failure->reason, QStringLiteral("damaged gzip data (incorrect data check)"));
     EXPECT_TRUE(unpack(gzipOf("a") + "trailing").failure);
 }

@@ -126,11 +126,24 @@ TEST(MzmlLimitTest, aSmallArrayOfManyZerosIsRefused)
 TEST(MzmlLimitTest, largeGroupsAreRefused)
 {
     const QByteArray group = "<referenceableParamGroup id=\"g\">"
-                             + param("MS:1", "n").repeated(limits::groupParams + 1)
+                             + param("MS:1", QByteArray(3 << 20, 'n').constData()).repeated(6)
                              + "</referenceableParamGroup>";
     const LoadedRun run = load(mzml("", group));
     ASSERT_TRUE(run.failure);
-    EXPECT_EQ(run.failure->reason, QStringLiteral("a group of more than 1000 parameters"));
+    EXPECT_EQ(run.failure->reason, QStringLiteral("parameter groups of more than 16777216 bytes"));
+}
+
+TEST(MzmlLimitTest, endlessReferencesAreRefused)
+{
+    const QByteArray group = "<referenceableParamGroup id=\"g\">"
+                             + param("MS:1", QByteArray(3 << 20, 'n').constData())
+                             + "</referenceableParamGroup>";
+    const QByteArray references =
+        QByteArray("<referenceableParamGroupRef ref=\"g\"/>").repeated(100);
+    const LoadedRun run = load(mzml(spectrum(1, references), group));
+    ASSERT_TRUE(run.failure);
+    EXPECT_TRUE(run.failure->reason.startsWith(QStringLiteral("references to more than ")))
+        << run.failure->reason.toStdString();
 }
 
 // Spectra that are sound but give no points are set aside; the run goes on.

@@ -93,7 +93,9 @@ qsizetype ByteSource::inflateSome(char *buffer, qsizetype size)
         const int status = inflate(&m_inflate, Z_NO_FLUSH);
         m_position = m_input.size() - qsizetype(m_inflate.avail_in);
         m_memberEnded = status == Z_STREAM_END;
-        if (status != Z_OK && status != Z_STREAM_END && status != Z_BUF_ERROR)
+        if (status == Z_OK || status == Z_STREAM_END || status == Z_BUF_ERROR)
+            continue;
+        if (qsizetype(m_inflate.avail_out) == size) // else the next call meets the damage again
             return fail(ReadFailure::Kind::Corrupt,
                         QStringLiteral("damaged gzip data (%1)")
                             .arg(QLatin1String(m_inflate.msg ? m_inflate.msg : "checksum")));

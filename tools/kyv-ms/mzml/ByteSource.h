@@ -10,7 +10,8 @@ namespace kyv::runs {
 
 /// The bytes of a file in order, unpacked on the way if it is gzip (told by its first two bytes).
 ///
-/// A gzip file may consist of several members in a row. After a failure nothing more comes.
+/// A gzip file may consist of several members in a row. What stands before damage is given out
+/// first; after a failure nothing more comes.
 class ByteSource
 {
 public:

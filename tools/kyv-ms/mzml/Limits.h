@@ -11,9 +11,16 @@ constexpr int elementDepth = 64;
 /// Bytes of one tag, with its attributes.
 constexpr qsizetype tagBytes = 4 << 20;
 
-/// Parameters of one referenceableParamGroup, and groups of one run.
-constexpr qsizetype groupParams = 1000;
+/// Groups of parameters of one run, and bytes that all of them take in memory.
 constexpr qsizetype groups = 10000;
+constexpr qsizetype groupBytes = 16 << 20;
+
+/// Bytes of parameters that references to groups may stand for when \a xmlBytes of the file are
+/// read, unpacked.
+constexpr qint64 referencedBytes(qint64 xmlBytes)
+{
+    return (qint64(64) << 20) + 16 * xmlBytes;
+}
 
 /// Values that an array may announce.
 constexpr qint64 arrayValues = qint64(1) << 30;
@@ -29,7 +36,8 @@ constexpr qint64 arrayBytes(qint64 fileBytes)
     return (qint64(64) << 20) + 64 * fileBytes;
 }
 
-/// Bytes that \a packedBytes of a .gz file may unpack to. They are streamed, never held.
+/// Bytes that \a packedBytes of a .gz file may unpack to. They are streamed; what is held of them
+/// has limits of its own.
 constexpr qint64 gzipBytes(qint64 packedBytes)
 {
     return (qint64(64) << 20) + 256 * packedBytes;

@@ -92,6 +92,13 @@ private:
     const char **m_list;
 };
 
+/// A referenceableParamGroup, and what it takes in memory.
+struct ParamGroup
+{
+    std::vector<CvParam> params;
+    qint64 bytes = 0;
+};
+
 class MzmlParser
 {
 public:
@@ -108,6 +115,7 @@ private:
 
     void startRoot(std::string_view name, Element element);
     void startParamGroup(const Attributes &attributes);
+    void chargeGroups(qint64 bytes);
     void addParam(const CvParam &param);
     void addParamsOfGroup(const Attributes &attributes);
     void startSpectrum(const Attributes &attributes);
@@ -134,8 +142,10 @@ private:
     std::vector<Element> m_open; // the elements around the current one, and itself
     bool m_sawRoot = false;
     bool m_sawMzml = false;
-    std::map<std::string, std::vector<CvParam>, std::less<>> m_groups;
-    std::vector<CvParam> *m_group = nullptr; // the group that is being read
+    std::map<std::string, ParamGroup, std::less<>> m_groups;
+    ParamGroup *m_group = nullptr; // the group that is being read
+    qint64 m_groupBytes = 0;       // of all groups
+    qint64 m_referencedBytes = 0;  // of parameters that references stood for
     SpectrumBuilder m_builder;
     bool m_inSpectrum = false;
     bool m_inArray = false;
@@ -356,7 +366,18 @@ void MzmlParser::startParamGroup(const Attributes &attributes)
     if (m_groups.size() >= std::size_t(limits::groups))
         return refuse(QStringLiteral("more than %1 parameter groups").arg(limits::groups),
                       position());
-    m_group = &m_groups[std::string(attributes.text("id"))];
+    const std::string_view id = attributes.text("id");
+    chargeGroups(qint64(id.size()));
+    m_group = &m_groups[std::string(id)];
+}
+
+/// Refuses a file whose groups take too much in memory.
+void MzmlParser::chargeGroups(qint64 bytes)
+{
+    m_groupBytes += bytes;
+    if (m_groupBytes > limits::groupBytes)
+        refuse(QStringLiteral("parameter groups of more than %1 bytes").arg(limits::groupBytes),
+               position());
 }
 
 void MzmlParser::addParam(const CvParam &param)
@@ -366,11 +387,9 @@ void MzmlParser::addParam(const CvParam &param)
         return refuse(QStringLiteral("imzML is not supported: its arrays are in a separate file"),
                       position());
     if (m_group) {
-        if (m_group->size() >= std::size_t(limits::groupParams))
-            return refuse(
-                QStringLiteral("a group of more than %1 parameters").arg(limits::groupParams),
-                position());
-        m_group->push_back(param);
+        chargeGroups(param.bytes());
+        m_group->params.push_back(param);
+        m_group->bytes += param.bytes();
     } else if (m_inArray && parent() == Element::BinaryDataArray) {
         m_builder.arrayParam(param);
     } else if (m_inSpectrum && parent() == Element::Spectrum) {
@@ -386,7 +405,12 @@ void MzmlParser::addParamsOfGroup(const Attributes &attributes)
     const auto group = m_groups.find(attributes.text("ref"));
     if (group == m_groups.end())
         return;
-    for (const CvParam &param : group->second)
+    m_referencedBytes += group->second.bytes;
+    if (m_referencedBytes > limits::referencedBytes(m_source.unpackedBytes()))
+        return refuse(QStringLiteral("references to more than %1 bytes of parameters")
+                          .arg(limits::referencedBytes(m_source.unpackedBytes())),
+                      position());
+    for (const CvParam &param : group->second.params)
         addParam(param);
 }
 

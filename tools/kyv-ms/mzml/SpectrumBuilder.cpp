@@ -17,9 +17,19 @@ QString text(std::string_view utf8)
     return QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
 }
 
-bool contains(const std::string &name, const char *part)
+/// The name of a term, of which none is long.
+QString nameOf(const CvParam &param)
 {
-    return text(name).contains(QLatin1String(part), Qt::CaseInsensitive);
+    return text(std::string_view(param.name).substr(0, 256));
+}
+
+/// True if \a name contains \a part, which is in lower case, in any case.
+bool contains(std::string_view name, std::string_view part)
+{
+    const auto isSame = [](char a, char lower) {
+        return (a >= 'A' && a <= 'Z' ? char(a - 'A' + 'a') : a) == lower;
+    };
+    return std::search(name.begin(), name.end(), part.begin(), part.end(), isSame) != name.end();
 }
 
 NumberType numberType(std::string_view accession)
@@ -87,7 +97,7 @@ void SpectrumBuilder::arrayParam(const CvParam &param)
     const NumberType type = numberType(param.accession);
     if (type != NumberType::Undeclared) {
         m_array.format.type = type;
-        m_array.type = kyv::runs::text(param.name);
+        m_array.type = nameOf(param);
     } else if (param.accession == cv::mzArray) {
         m_array.role = Role::Mz;
     } else if (param.accession == cv::intensityArray) {
@@ -99,10 +109,10 @@ void SpectrumBuilder::arrayParam(const CvParam &param)
                                              : ArrayCompression::None;
     } else if (contains(param.name, "compression") || contains(param.name, "numpress")) {
         m_array.format.compression = ArrayCompression::Unknown;
-        m_array.compression = kyv::runs::text(param.name);
+        m_array.compression = nameOf(param);
     } else if (m_array.role == Role::Unknown && contains(param.name, "array")) {
         m_array.role = Role::Other;
-        m_array.name = kyv::runs::text(param.name);
+        m_array.name = nameOf(param);
     }
 }
 

@@ -15,6 +15,12 @@ struct CvParam
     std::string accession;
     std::string name;
     std::string value;
+
+    /// What it takes in memory, about.
+    qint64 bytes() const
+    {
+        return qint64(sizeof(CvParam) + accession.size() + name.size() + value.size());
+    }
 };
 
 /// Collects what the elements of one spectrum say and decodes its m/z and intensity arrays.
