@@ -54,7 +54,8 @@ public:
     ///
     /// For PackMethod::RawData nothing is derived (bits() is 16). For PackMethod::Quantizing
     /// and at least one intensity, bits() is 10 and the scale spreads the range from one count
-    /// to the largest intensity over 1023 levels, with an exponent of at most about 0.8. NaN
+    /// to the largest intensity over 1023 levels, with an exponent of about 0.8 at most, or
+    /// more where the largest is hardly above one count (docs/formats/pack-parameters.md). NaN
     /// intensities are skipped. Takes linear time and allocates nothing.
     static PackParameters create(const float *data, std::size_t count, PackMethod method);
     /// The same for the elements of \a data.
