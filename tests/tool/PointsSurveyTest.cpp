@@ -87,7 +87,6 @@ TEST(PointsSurveyTest, countsSpectraPointsAndBytes)
         EXPECT_EQ(method.spectra, 3);
         EXPECT_EQ(method.points, 5);
         EXPECT_EQ(method.exactX, 3);
-        EXPECT_GE(method.encodeSeconds, 0);
     }
     EXPECT_EQ(methods[interleavedName].exact, 3);
     EXPECT_EQ(methods[planarName].exact, 2);
@@ -157,8 +156,9 @@ TEST(PointsSurveyTest, unlikeSignsAndEqualMzAreNamed)
     ASSERT_EQ(methods[bitCompressedName].changed.size(), 1);
     EXPECT_TRUE(methods[bitCompressedName].changed[0].reason.startsWith(
         QStringLiteral("m/z of unlike sign")));
-    for (const MethodSurvey &method : survey({spectrum(QList<QPointF>(11, QPointF(0.3, 1)))}))
-        for (const NamedSpectrum &changed : method.changed)
-            EXPECT_TRUE(changed.reason.startsWith(QStringLiteral("all m/z are equal")))
-                << changed.reason.toStdString();
+    const auto equal = survey({spectrum(QList<QPointF>(11, QPointF(0.3, 1)))});
+    ASSERT_EQ(equal[bitCompressedName].changed.size(), 1);
+    EXPECT_TRUE(
+        equal[bitCompressedName].changed[0].reason.startsWith(QStringLiteral("all m/z are equal")));
+    EXPECT_TRUE(equal[interleavedName].changed.isEmpty());
 }

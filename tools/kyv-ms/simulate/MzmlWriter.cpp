@@ -1,7 +1,8 @@
 #include "MzmlWriter.h"
 
+#include "../mzml/Plane.h"
+
 #include <QIODevice>
-#include <QtEndian>
 
 #include <libdeflate.h>
 
@@ -38,18 +39,6 @@ QByteArray zlibCompressed(const QByteArray &bytes)
     packed.resize(qsizetype(libdeflate_zlib_compress(compressor.get(), bytes.constData(), size,
                                                      packed.data(), std::size_t(packed.size()))));
     return packed;
-}
-
-template <typename Value, typename Axis>
-QByteArray littleEndian(const QList<QPointF> &points, Axis axis)
-{
-    QByteArray bytes(points.size() * qsizetype(sizeof(Value)), Qt::Uninitialized);
-    char *target = bytes.data();
-    for (const QPointF &point : points) {
-        qToLittleEndian(Value((point.*axis)()), target);
-        target += sizeof(Value);
-    }
-    return bytes;
 }
 
 QByteArray binaryDataArray(const QByteArray &values, bool zlib, const QByteArray &params)
@@ -115,10 +104,10 @@ bool MzmlWriter::write(const Spectrum &spectrum)
         xml += cvParam("MS:1000127", "centroid spectrum");
     xml += "\n        <binaryDataArrayList count=\"2\">\n";
     xml +=
-        binaryDataArray(littleEndian<double>(spectrum.points, &QPointF::x),
+        binaryDataArray(plane<double>(spectrum.points, &QPointF::x),
                         spectrum.x.compression == ArrayCompression::Zlib,
                         cvParam("MS:1000514", "m/z array") + cvParam("MS:1000523", "64-bit float"));
-    xml += binaryDataArray(littleEndian<float>(spectrum.points, &QPointF::y),
+    xml += binaryDataArray(plane<float>(spectrum.points, &QPointF::y),
                            spectrum.y.compression == ArrayCompression::Zlib,
                            cvParam("MS:1000515", "intensity array")
                                + cvParam("MS:1000521", "32-bit float"));

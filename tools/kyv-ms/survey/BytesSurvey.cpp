@@ -1,30 +1,13 @@
 #include "BytesSurvey.h"
 
 #include "../Stopwatch.h"
-
-#include <QtEndian>
+#include "../mzml/Plane.h"
 
 #include <algorithm>
 
 namespace kyv::tool {
 
-namespace {
-
 using compressor::CompressedData;
-
-template <typename Value, typename Axis>
-QByteArray plane(const QList<QPointF> &points, Axis axis)
-{
-    QByteArray bytes(points.size() * qsizetype(sizeof(Value)), Qt::Uninitialized);
-    char *target = bytes.data();
-    for (const QPointF &point : points) {
-        qToLittleEndian(Value((point.*axis)()), target);
-        target += sizeof(Value);
-    }
-    return bytes;
-}
-
-} // namespace
 
 BytesSurvey::BytesSurvey(int repeats)
     : m_repeats(repeats)
@@ -45,8 +28,8 @@ void BytesSurvey::add(const runs::Spectrum &spectrum)
 {
     if (spectrum.points.isEmpty())
         return;
-    compress(plane<double>(spectrum.points, &QPointF::x), &m_mz);
-    compress(plane<float>(spectrum.points, &QPointF::y), &m_intensities);
+    compress(runs::plane<double>(spectrum.points, &QPointF::x), &m_mz);
+    compress(runs::plane<float>(spectrum.points, &QPointF::y), &m_intensities);
 }
 
 void BytesSurvey::compress(QByteArray bytes, ContentSurvey *survey)

@@ -13,8 +13,6 @@ namespace kyv::tool {
 namespace {
 
 constexpr int reportVersion = 1;
-constexpr double doublesPerPoint = 16;
-constexpr double planarPerPoint = 12;
 
 /// A quotient, or null where there is nothing to divide by.
 QJsonValue quotient(double numerator, double denominator)

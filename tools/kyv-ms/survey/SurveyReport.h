@@ -22,6 +22,10 @@ constexpr qsizetype namedLimit = 10000;
 /// Adds \a spectrum to \a list, for \a reason, unless that is full.
 void addNamed(QList<NamedSpectrum> *list, const runs::Spectrum &spectrum, const QString &reason);
 
+/// Bytes of a point with x and y as doubles, and with y as a float: what methods are compared to.
+constexpr double doublesPerPoint = 16;
+constexpr double planarPerPoint = 12;
+
 /// What one method of the points service makes of the spectra of a run.
 struct MethodSurvey
 {

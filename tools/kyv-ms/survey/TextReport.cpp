@@ -13,8 +13,6 @@ namespace kyv::tool {
 
 namespace {
 
-constexpr double doublesPerPoint = 16; // bytes of x and y as doubles
-constexpr double planarPerPoint = 12;  // bytes of x as a double and y as a float
 constexpr double megabyte = 1e6;
 constexpr qsizetype namedAtMost = 3; // spectra of one kind; --json names them
 
