@@ -119,29 +119,15 @@ private:
             *this = normalizedBytewise(*this);
     }
 
-    /// The definition. It works on a copy, so that the loop's coder stays in registers.
-    Q_NEVER_INLINE static RangeEncoder normalizedBytewise(RangeEncoder coder) noexcept
-    {
-        while (true) {
-            if ((coder.m_low ^ (coder.m_low + coder.m_range)) >= ppmd::rangeTop) {
-                if (coder.m_range >= ppmd::rangeBottom)
-                    return coder;
-                coder.m_range = (0 - coder.m_low) & (ppmd::rangeBottom - 1);
-            }
-            coder.shift();
-        }
-    }
+    // The rare half stands in RangeCoder.cpp, so that it is compiled once, without the flags of the
+    // vector paths. It works on a copy, so that the loop's coder stays in registers.
+
+    /// The definition of normalize().
+    static RangeEncoder normalizedBytewise(RangeEncoder coder) noexcept;
 
     /// Format: a total above the range cuts the range once more, one bit wider than
     /// normalization does, so that no step is 0.
-    Q_NEVER_INLINE static RangeEncoder widened(RangeEncoder coder, quint32 total) noexcept
-    {
-        while (total > coder.m_range) {
-            coder.m_range = (0 - coder.m_low) & 0xFFFF;
-            coder.shift();
-        }
-        return coder;
-    }
+    static RangeEncoder widened(RangeEncoder coder, quint32 total) noexcept;
 
     quint32 m_low = 0;
     quint32 m_range = 0xFFFFFFFF;
@@ -259,27 +245,10 @@ private:
     }
 
     /// See RangeEncoder::normalizedBytewise().
-    Q_NEVER_INLINE static RangeDecoder normalizedBytewise(RangeDecoder coder) noexcept
-    {
-        while (true) {
-            if ((coder.m_low ^ (coder.m_low + coder.m_range)) >= ppmd::rangeTop) {
-                if (coder.m_range >= ppmd::rangeBottom)
-                    return coder;
-                coder.m_range = (0 - coder.m_low) & (ppmd::rangeBottom - 1);
-            }
-            coder.shift();
-        }
-    }
+    static RangeDecoder normalizedBytewise(RangeDecoder coder) noexcept;
 
     /// Format: see RangeEncoder::widened().
-    Q_NEVER_INLINE static RangeDecoder widened(RangeDecoder coder, quint32 total) noexcept
-    {
-        while (total > coder.m_range) {
-            coder.m_range = (0 - coder.m_low) & 0xFFFF;
-            coder.shift();
-        }
-        return coder;
-    }
+    static RangeDecoder widened(RangeDecoder coder, quint32 total) noexcept;
 
     quint32 m_low = 0;
     quint32 m_range = 0;
