@@ -131,10 +131,11 @@ private:
         while ((c = this->nextShorter(c, out)) != nullptr) {
             const StateArray all = this->states(c);
             quint32 escapeFreq;
-            this->selectSee(c, out, escapeFreq);
+            SeeContext *see = this->selectSee(c, out, escapeFreq);
             const quint32 sum = Scan::mask(out.symbols, out.count, all.symbols, all.freqs,
                                            c->numStats + 1, this->m_masked);
             coder.encode(sum, escapeFreq, sum + escapeFreq);
+            this->seeEscape(see, sum + escapeFreq);
             out = this->ruleOut(c, all);
         }
         coder.flush();
