@@ -25,7 +25,7 @@ public:
     PpmdCodec::Result run(const quint8 *input, qint32 inputLength, quint8 *output,
                           qint32 capacity) noexcept
     {
-        RangeDecoder coder(input, inputLength);
+        RangeDecoder<Scan> coder(input, inputLength);
         ContextHints hints;
         bool isLarge = false;
         quint32 last = 0; // the symbols before this one
@@ -58,7 +58,7 @@ private:
 
     /// Decodes one symbol, from context \a c on; \a c becomes the one that holds it, or none at
     /// the end of the data.
-    Q_ALWAYS_INLINE StateRef decode(RangeDecoder &coder, Context *&c, quint8 &symbol) noexcept
+    Q_ALWAYS_INLINE StateRef decode(RangeDecoder<Scan> &coder, Context *&c, quint8 &symbol) noexcept
     {
         RuledOut out;
         if (c->numStats == 0) {
@@ -104,7 +104,7 @@ private:
         }
 
         // On a copy, so that the loop's coder stays in registers.
-        RangeDecoder copy = coder;
+        RangeDecoder<Scan> copy = coder;
         const Escaped escaped = decodeEscaped(copy, c, out);
         coder = copy;
         c = escaped.context;
@@ -121,9 +121,10 @@ private:
     };
 
     /// Decodes the symbol after the escape out of context \a c.
-    Q_NEVER_INLINE Escaped decodeEscaped(RangeDecoder &shared, Context *c, RuledOut out) noexcept
+    Q_NEVER_INLINE Escaped decodeEscaped(RangeDecoder<Scan> &shared, Context *c,
+                                         RuledOut out) noexcept
     {
-        RangeDecoder coder = shared;
+        RangeDecoder<Scan> coder = shared;
         while ((c = this->nextShorter(c, out)) != nullptr) {
             const StateArray all = this->states(c);
             const int count = c->numStats + 1;

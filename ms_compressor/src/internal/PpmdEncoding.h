@@ -22,7 +22,7 @@ public:
     PpmdCodec::Result run(const quint8 *input, qint32 inputLength, quint8 *output,
                           qint32 capacity) noexcept
     {
-        RangeEncoder coder(output, capacity);
+        RangeEncoder<Scan> coder(output, capacity);
         ContextHints hints;
         Context *c = this->root;
         for (qint32 i = 0; i < inputLength;) {
@@ -55,7 +55,7 @@ private:
         return quint32(p[-1]) << 8 | p[0];
     }
 
-    Q_ALWAYS_INLINE Context *encode(RangeEncoder &coder, Context *maxContext,
+    Q_ALWAYS_INLINE Context *encode(RangeEncoder<Scan> &coder, Context *maxContext,
                                     quint8 symbol) noexcept
     {
         Context *c = maxContext;
@@ -114,7 +114,7 @@ private:
     }
 
     /// Escapes out of every context, which marks the end, and returns the end of the output.
-    Q_NEVER_INLINE quint8 *encodeEnd(RangeEncoder coder, Context *c) noexcept
+    Q_NEVER_INLINE quint8 *encodeEnd(RangeEncoder<Scan> coder, Context *c) noexcept
     {
         RuledOut out;
         if (c->numStats == 0) {

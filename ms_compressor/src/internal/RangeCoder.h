@@ -21,7 +21,9 @@ inline constexpr quint32 rangeBottom = quint32(1) << 15;
 /// Turns intervals of counts into bytes, most significant byte first; the carry-less kind.
 ///
 /// Bytes past the capacity are dropped. An object is meant to live in registers: a local of the
-/// coding loop whose address nobody takes. See docs/formats/bytes.md, "Range coder".
+/// coding loop whose address nobody takes. \a Path, any type, keeps what is compiled with the flags
+/// of one vector path apart from the rest. See docs/formats/bytes.md, "Range coder".
+template <class Path = void>
 class RangeEncoder
 {
 public:
@@ -119,15 +121,29 @@ private:
             *this = normalizedBytewise(*this);
     }
 
-    // The rare half stands in RangeCoder.cpp, so that it is compiled once, without the flags of the
-    // vector paths. It works on a copy, so that the loop's coder stays in registers.
-
-    /// The definition of normalize().
-    static RangeEncoder normalizedBytewise(RangeEncoder coder) noexcept;
+    /// The definition. It works on a copy, so that the loop's coder stays in registers.
+    Q_NEVER_INLINE static RangeEncoder normalizedBytewise(RangeEncoder coder) noexcept
+    {
+        while (true) {
+            if ((coder.m_low ^ (coder.m_low + coder.m_range)) >= ppmd::rangeTop) {
+                if (coder.m_range >= ppmd::rangeBottom)
+                    return coder;
+                coder.m_range = (0 - coder.m_low) & (ppmd::rangeBottom - 1);
+            }
+            coder.shift();
+        }
+    }
 
     /// Format: a total above the range cuts the range once more, one bit wider than
     /// normalization does, so that no step is 0.
-    static RangeEncoder widened(RangeEncoder coder, quint32 total) noexcept;
+    Q_NEVER_INLINE static RangeEncoder widened(RangeEncoder coder, quint32 total) noexcept
+    {
+        while (total > coder.m_range) {
+            coder.m_range = (0 - coder.m_low) & 0xFFFF;
+            coder.shift();
+        }
+        return coder;
+    }
 
     quint32 m_low = 0;
     quint32 m_range = 0xFFFFFFFF;
@@ -139,6 +155,7 @@ private:
 ///
 /// It keeps how far the code lies above low, which is all that decoding asks. Past the end of the
 /// input every read sets all bits of the code.
+template <class Path = void>
 class RangeDecoder
 {
 public:
@@ -245,10 +262,27 @@ private:
     }
 
     /// See RangeEncoder::normalizedBytewise().
-    static RangeDecoder normalizedBytewise(RangeDecoder coder) noexcept;
+    Q_NEVER_INLINE static RangeDecoder normalizedBytewise(RangeDecoder coder) noexcept
+    {
+        while (true) {
+            if ((coder.m_low ^ (coder.m_low + coder.m_range)) >= ppmd::rangeTop) {
+                if (coder.m_range >= ppmd::rangeBottom)
+                    return coder;
+                coder.m_range = (0 - coder.m_low) & (ppmd::rangeBottom - 1);
+            }
+            coder.shift();
+        }
+    }
 
     /// Format: see RangeEncoder::widened().
-    static RangeDecoder widened(RangeDecoder coder, quint32 total) noexcept;
+    Q_NEVER_INLINE static RangeDecoder widened(RangeDecoder coder, quint32 total) noexcept
+    {
+        while (total > coder.m_range) {
+            coder.m_range = (0 - coder.m_low) & 0xFFFF;
+            coder.shift();
+        }
+        return coder;
+    }
 
     quint32 m_low = 0;
     quint32 m_range = 0;
