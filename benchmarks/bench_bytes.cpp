@@ -1,13 +1,14 @@
 // Speed and ratio of the byte service on what applications store with it, beside the literal
 // reference codec and beside general-purpose compressors.
 //
-//     bench_bytes [--size 64K,1M] [--data xml,mz] [--codec kyv,reference] [--repeat 5]
+//     bench_bytes [--size 64K,1M] [--data xml,mz] [--codec kyv,reference] [--repeat 5] [--runs]
 //
 // All codecs take turns within one run, so that a busy machine slows them alike; every figure is
 // the median of the repetitions, in processor time of the one thread. Speeds count uncompressed
 // bytes, 1 MB is 10^6 of them. Every result is compared with its input: "cut" marks data that did
 // not shrink and was cut. Measured runs are read from the folder that KYV_DATA_DIR names; without
-// it those rows are missing.
+// it those rows are missing. --runs measures the XML of each run instead, whole, as an application
+// stores it.
 
 #include <ms_compressor/Compressor.h>
 
@@ -99,28 +100,70 @@ void append(QByteArray &plane, qreal value)
     plane.append(reinterpret_cast<const char *>(&number), sizeof number);
 }
 
-/// XML without its arrays, m/z as doubles, intensities as floats: all runs one after the other.
-std::vector<DataSet> measuredRuns()
+/// One run as the survey gives it to compress(): XML without its arrays, m/z as doubles,
+/// intensities as floats.
+struct MeasuredRun
+{
+    QString name;
+    QByteArray xml, mz, intensities;
+};
+
+/// The runs of the folder that KYV_DATA_DIR names.
+std::vector<MeasuredRun> measuredRuns()
 {
     const QString folder = qEnvironmentVariable("KYV_DATA_DIR");
     if (folder.isEmpty())
         return {};
-    QByteArray xml, mz, intensities;
-    kyv::runs::RunHandlers handlers;
-    handlers.textWithoutArrays = [&](const char *text, qsizetype n) { xml.append(text, n); };
-    handlers.spectrum = [&](kyv::runs::Spectrum &&spectrum) {
-        for (const QPointF &point : spectrum.points) {
-            append<double>(mz, point.x());
-            append<float>(intensities, point.y());
-        }
-        return true;
-    };
+    std::vector<MeasuredRun> runs;
     const QDir dir(folder);
-    for (const QString &file : dir.entryList({QStringLiteral("*.mzML.gz")}, QDir::Files))
+    for (const QString &file : dir.entryList({QStringLiteral("*.mzML.gz")}, QDir::Files)) {
+        MeasuredRun &run = runs.emplace_back();
+        run.name = file.section(QLatin1Char('.'), 0, 0);
+        kyv::runs::RunHandlers handlers;
+        handlers.textWithoutArrays = [&](const char *text, qsizetype n) {
+            run.xml.append(text, n);
+        };
+        handlers.spectrum = [&](kyv::runs::Spectrum &&spectrum) {
+            for (const QPointF &point : spectrum.points) {
+                append<double>(run.mz, point.x());
+                append<float>(run.intensities, point.y());
+            }
+            return true;
+        };
         kyv::runs::readRun(dir.filePath(file), handlers);
-    return {{QStringLiteral("xml"), xml},
-            {QStringLiteral("mz"), mz},
-            {QStringLiteral("intensity"), intensities}};
+    }
+    return runs;
+}
+
+/// All kinds of data, of which prefixes are measured; what comes from runs is that of all runs, one
+/// after the other.
+std::vector<DataSet> allKinds(qsizetype largest)
+{
+    const std::vector<MeasuredRun> runs = measuredRuns();
+    std::vector<DataSet> sets;
+    if (!runs.empty()) {
+        DataSet xml{QStringLiteral("xml"), {}};
+        DataSet mz{QStringLiteral("mz"), {}};
+        DataSet intensities{QStringLiteral("intensity"), {}};
+        for (const MeasuredRun &run : runs) {
+            xml.bytes += run.xml;
+            mz.bytes += run.mz;
+            intensities.bytes += run.intensities;
+        }
+        sets = {xml, mz, intensities};
+    }
+    sets.push_back({QStringLiteral("text"), textLike(largest)});
+    sets.push_back({QStringLiteral("random"), randomBytes(largest)});
+    return sets;
+}
+
+/// The XML of each run.
+std::vector<DataSet> xmlOfRuns()
+{
+    std::vector<DataSet> sets;
+    for (const MeasuredRun &run : measuredRuns())
+        sets.push_back({run.name, run.xml});
+    return sets;
 }
 
 // Codecs ------------------------------------------------------------------------------------------
@@ -241,6 +284,8 @@ std::vector<Codec> allCodecs()
 /// Measures all codecs on \a input in turns. Short input is coded many times at a stretch.
 std::vector<Measured> measure(const std::vector<Codec> &codecs, const QByteArray &input, int repeat)
 {
+    if (input.size() > 4'000'000)
+        repeat = std::min(repeat, 3);
     const int calls = int(std::max<qsizetype>(1, 200'000 / std::max<qsizetype>(1, input.size())));
     std::vector<Measured> results(codecs.size());
     std::vector<std::vector<double>> compressTimes(codecs.size()), decompressTimes(codecs.size());
@@ -270,17 +315,25 @@ std::vector<Measured> measure(const std::vector<Codec> &codecs, const QByteArray
     return results;
 }
 
+void printHead(const std::vector<Codec> &codecs, int nameWidth)
+{
+    std::printf("MB/s of uncompressed bytes; speed in multiples of %s's\n",
+                qPrintable(codecs.empty() ? QString() : codecs.front().name));
+    std::printf("%-*s %9s  %-10s %9s %9s  %8s  %6s %6s\n", nameWidth, "data", "bytes", "codec",
+                "compress", "decompr.", "ratio", "c", "d");
+}
+
 void print(const DataSet &data, const std::vector<Codec> &codecs,
-           const std::vector<Measured> &results)
+           const std::vector<Measured> &results, int nameWidth)
 {
     for (size_t i = 0; i < codecs.size(); ++i) {
         const Measured &m = results[i];
         const double size = double(data.bytes.size());
         std::printf(
-            "%-10s %9lld  %-10s %9.2f %9.2f  %8.3f  %6.2f %6.2f %s\n", qPrintable(data.name),
-            static_cast<long long>(data.bytes.size()), qPrintable(codecs[i].name),
-            size / m.compressSeconds / 1e6, size / m.decompressSeconds / 1e6,
-            size / double(std::max<qsizetype>(1, m.packedBytes)),
+            "%-*s %9lld  %-10s %9.2f %9.2f  %8.3f  %6.2f %6.2f %s\n", nameWidth,
+            qPrintable(data.name), static_cast<long long>(data.bytes.size()),
+            qPrintable(codecs[i].name), size / m.compressSeconds / 1e6,
+            size / m.decompressSeconds / 1e6, size / double(std::max<qsizetype>(1, m.packedBytes)),
             m.compressSeconds > 0 ? results[0].compressSeconds / m.compressSeconds : 0,
             m.decompressSeconds > 0 ? results[0].decompressSeconds / m.decompressSeconds : 0,
             m.restored ? "" : "cut");
@@ -333,25 +386,26 @@ int main(int argc, char **argv)
     std::vector<Codec> codecs = allCodecs();
     if (!codecNames.isEmpty())
         std::erase_if(codecs, [&](const Codec &codec) { return !codecNames.contains(codec.name); });
+    const bool wholeRuns = QCoreApplication::arguments().contains(QLatin1String("--runs"));
     qsizetype largest = 0;
     for (const QString &size : sizes)
         largest = std::max(largest, parseSize(size));
-    std::vector<DataSet> sets = measuredRuns();
-    sets.push_back({QStringLiteral("text"), textLike(largest)});
-    sets.push_back({QStringLiteral("random"), randomBytes(largest)});
+    const std::vector<DataSet> sets = wholeRuns ? xmlOfRuns() : allKinds(largest);
 
-    std::printf("MB/s of uncompressed bytes; speed in multiples of %s's\n",
-                qPrintable(codecs.empty() ? QString() : codecs.front().name));
-    std::printf("%-10s %9s  %-10s %9s %9s  %8s  %6s %6s\n", "data", "bytes", "codec", "compress",
-                "decompr.", "ratio", "c", "d");
+    qsizetype nameWidth = 10;
+    for (const DataSet &set : sets)
+        nameWidth = std::max(nameWidth, set.name.size());
+    printHead(codecs, int(nameWidth));
     for (const DataSet &set : sets) {
         if (!names.isEmpty() && !names.contains(set.name))
             continue;
+        if (wholeRuns) {
+            print(set, codecs, measure(codecs, set.bytes, repeat), int(nameWidth));
+            continue;
+        }
         for (const QString &size : sizes) {
             const DataSet part{set.name, set.bytes.left(parseSize(size))};
-            print(part, codecs,
-                  measure(codecs, part.bytes,
-                          part.bytes.size() > 4'000'000 ? std::min(repeat, 3) : repeat));
+            print(part, codecs, measure(codecs, part.bytes, repeat), int(nameWidth));
         }
     }
     printEmptyInput();
