@@ -94,8 +94,8 @@ private:
 inline std::vector<ByteCoder::Path> bytePaths()
 {
     std::vector<ByteCoder::Path> paths;
-    for (const auto path :
-         {ByteCoder::Path::Portable, ByteCoder::Path::Avx2, ByteCoder::Path::Avx512}) {
+    for (const auto path : {ByteCoder::Path::Portable, ByteCoder::Path::Sse41,
+                            ByteCoder::Path::Avx2, ByteCoder::Path::Avx512}) {
         if (path <= compressor::internal::PpmdCodec::fastestPath())
             paths.push_back(path);
     }

@@ -65,8 +65,8 @@ QByteArray decode(quint32 mebibytes, int order, PpmdCodec::Path path, const QByt
 std::vector<PpmdCodec::Path> allPaths()
 {
     std::vector<PpmdCodec::Path> paths;
-    for (const auto path :
-         {PpmdCodec::Path::Portable, PpmdCodec::Path::Avx2, PpmdCodec::Path::Avx512}) {
+    for (const auto path : {PpmdCodec::Path::Portable, PpmdCodec::Path::Sse41,
+                            PpmdCodec::Path::Avx2, PpmdCodec::Path::Avx512}) {
         if (ppmd::isUsable(path))
             paths.push_back(path);
     }
@@ -170,9 +170,10 @@ TEST(PpmdCodecTest, aProcessorWithVectorsUsesThem)
 #if defined(Q_PROCESSOR_X86_64) && (defined(Q_CC_GNU) || defined(Q_CC_CLANG))
     const CpuFeatures &features = cpuFeatures();
     const bool hasAvx2 = features.avx2 && features.bmi2;
+    EXPECT_EQ(ppmd::isUsable(PpmdCodec::Path::Sse41), features.sse42);
     EXPECT_EQ(ppmd::isUsable(PpmdCodec::Path::Avx2), hasAvx2);
     EXPECT_EQ(ppmd::isUsable(PpmdCodec::Path::Avx512), hasAvx2 && features.avx512);
-    if (hasAvx2) {
+    if (features.sse42) {
         EXPECT_NE(PpmdCodec::fastestPath(), PpmdCodec::Path::Portable);
     }
 #endif

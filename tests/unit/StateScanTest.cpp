@@ -169,9 +169,17 @@ TEST_P(StateScanPathTest, halvesLikeThePortablePath)
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, StateScanPathTest,
-                         testing::Values(PpmdCodec::Path::Avx2, PpmdCodec::Path::Avx512),
+                         testing::Values(PpmdCodec::Path::Sse41, PpmdCodec::Path::Avx2,
+                                         PpmdCodec::Path::Avx512),
                          [](const auto &path) {
-                             return path.param == PpmdCodec::Path::Avx2 ? "avx2" : "avx512";
+                             switch (path.param) {
+                             case PpmdCodec::Path::Sse41:
+                                 return "sse41";
+                             case PpmdCodec::Path::Avx2:
+                                 return "avx2";
+                             default:
+                                 return "avx512";
+                             }
                          });
 
 } // namespace

@@ -28,6 +28,10 @@ const PathTable &tableOf(PpmdCodec::Path path) noexcept
     case PpmdCodec::Path::Avx2:
         return avx2Path;
 #endif
+#ifdef KYV_HAS_SSE41
+    case PpmdCodec::Path::Sse41:
+        return sse41Path;
+#endif
     default:
         return portablePath;
     }
@@ -40,6 +44,12 @@ bool isUsable(PpmdCodec::Path path) noexcept
     switch (path) {
     case PpmdCodec::Path::Portable:
         return true;
+    case PpmdCodec::Path::Sse41:
+#ifdef KYV_HAS_SSE41
+        return features.sse42;
+#else
+        return false;
+#endif
     case PpmdCodec::Path::Avx2:
 #ifdef KYV_HAS_AVX2
         return hasAvx2; // every processor with AVX2 has LZCNT
@@ -60,7 +70,7 @@ bool isUsable(PpmdCodec::Path path) noexcept
 
 PpmdCodec::Path PpmdCodec::fastestPath() noexcept
 {
-    for (const Path path : {Path::Avx512, Path::Avx2}) {
+    for (const Path path : {Path::Avx512, Path::Avx2, Path::Sse41}) {
         if (ppmd::isUsable(path))
             return path;
     }

@@ -14,7 +14,7 @@ class PpmdCodec
 {
 public:
     /// How states are scanned. The bytes are the same on every path.
-    enum class Path { Portable, Avx2, Avx512 };
+    enum class Path { Portable, Sse41, Avx2, Avx512 };
 
     struct Result
     {

@@ -17,7 +17,8 @@ struct PathTable
 };
 
 extern const PathTable portablePath;
-// Compiled where KYV_HAS_AVX2 and KYV_HAS_AVX512 say so.
+// Compiled where KYV_HAS_SSE41, KYV_HAS_AVX2 and KYV_HAS_AVX512 say so.
+extern const PathTable sse41Path;
 extern const PathTable avx2Path;
 extern const PathTable avx512Path;
 
