@@ -103,12 +103,14 @@ struct LaneScan
 private:
     using Bytes = typename Lanes::Bytes;
 
-    /// All bits set in the first \a count bytes, of which there are 0 or more.
+    /// From entry 32 - n on: n bytes with all bits set, then bytes without.
+    alignas(64) static constexpr quint8 ramp[64] = {
+        255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
+        255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255};
+
+    /// All bits set in the first \a count bytes, which may be more than there are.
     Q_ALWAYS_INLINE static Bytes firstMask(int count) noexcept
     {
-        alignas(64) static constexpr quint8 ramp[64] = {
-            255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
-            255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255};
         return Lanes::load(ramp + 32 - (count < Lanes::count ? count : Lanes::count));
     }
     Q_ALWAYS_INLINE static Bytes firstOf(const quint8 *p, int count) noexcept
@@ -121,7 +123,7 @@ private:
         return quint32(typename Lanes::Bits(~Lanes::bits(Lanes::equal(v, Lanes::all(0)))));
     }
 
-    // Sixteen states at a time, on every path ----------------------------------------------------
+    // Sixteen states, at any width ----------------------------------------------------------------
 
     Q_ALWAYS_INLINE static __m128i load16(const quint8 *p) noexcept
     {
@@ -129,9 +131,7 @@ private:
     }
     Q_ALWAYS_INLINE static __m128i firstOf16(const quint8 *p, int count) noexcept
     {
-        alignas(32) static constexpr quint8 ramp[32] = {255, 255, 255, 255, 255, 255, 255, 255,
-                                                        255, 255, 255, 255, 255, 255, 255, 255};
-        return _mm_and_si128(load16(p), load16(ramp + 16 - (count < 16 ? count : 16)));
+        return _mm_and_si128(load16(p), load16(ramp + 32 - (count < 16 ? count : 16)));
     }
     Q_ALWAYS_INLINE static quint32 total16(__m128i v) noexcept
     {
