@@ -5,8 +5,6 @@
 #include "ByteCorpus.h"
 #include "ReferenceByteCodec.h"
 
-#include "internal/CpuFeatures.h"
-
 #include <QCryptographicHash>
 
 #include <gtest/gtest.h>
@@ -65,18 +63,6 @@ constexpr char Digest[] = "0f698fb37846debf8965734834cb6cc0f44ad42a03ef385224e3a
 constexpr char InputDigest[] = "4ce7d9149f444a5614652d065e5bd58bea9b74e21a928d1b8ae8d2f2739942c4";
 
 } // namespace
-
-/// A path that is not compiled in would leave the comparisons of this file without an object.
-TEST(BytesAgreementTest, vectorPathsRunWhereTheProcessorHasThem)
-{
-    using Path = ByteCoder::Path;
-    using kyv::compressor::internal::PpmdCodec;
-    const auto &features = kyv::compressor::internal::cpuFeatures();
-    if (!features.avx2 || !features.bmi2)
-        GTEST_SKIP() << "this processor has no AVX2 and BMI2, or they are switched off";
-    EXPECT_GE(PpmdCodec::fastestPath(), Path::Avx2);
-    EXPECT_EQ(bytePaths().size(), PpmdCodec::fastestPath() == Path::Avx512 ? 4u : 3u);
-}
 
 TEST(BytesAgreementTest, seededInputsAreTheSameEverywhere)
 {

@@ -2,6 +2,7 @@
 
 #include "internal/ModelMemory.h"
 #include "internal/PpmdCodec.h"
+#include "internal/PpmdPaths.h"
 
 #include <QByteArray>
 
@@ -96,7 +97,7 @@ inline std::vector<ByteCoder::Path> bytePaths()
     std::vector<ByteCoder::Path> paths;
     for (const auto path : {ByteCoder::Path::Portable, ByteCoder::Path::Sse41,
                             ByteCoder::Path::Avx2, ByteCoder::Path::Avx512}) {
-        if (path <= compressor::internal::PpmdCodec::fastestPath())
+        if (compressor::internal::ppmd::isUsable(path))
             paths.push_back(path);
     }
     return paths;
